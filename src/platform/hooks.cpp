@@ -1,0 +1,53 @@
+#include "hooks.h"
+
+plat_hooks& plat_hooks_state() {
+    static plat_hooks* state = new plat_hooks();  // never destroyed: usable from atexit paths
+    return *state;
+}
+
+int plat_hooks_open_failure(const char* router_path) {
+    if (!router_path) return 0;
+    for (const auto& f : plat_hooks_state().failing_opens)
+        if (f.first == router_path) return f.second;
+    return 0;
+}
+
+void plat_test_set_command_script(plat_command_script script) {
+    plat_hooks_state().command_script = std::move(script);
+}
+
+const std::vector<plat_command>& plat_test_commands() { return plat_hooks_state().commands; }
+
+void plat_test_set_clock(long seconds, long microseconds) {
+    auto& h = plat_hooks_state();
+    h.fake_clock = true;
+    h.clock_now.tv_sec = seconds;
+    h.clock_now.tv_usec = microseconds;
+}
+
+void plat_test_advance_clock(long microseconds) {
+    auto& h = plat_hooks_state();
+    long long total = (long long)h.clock_now.tv_usec + microseconds;
+    h.clock_now.tv_sec += (time_t)(total / 1000000);
+    h.clock_now.tv_usec = (suseconds_t)(total % 1000000);
+}
+
+void plat_test_capture_log() { plat_hooks_state().capture_log = true; }
+
+const std::vector<plat_log_entry>& plat_test_log() { return plat_hooks_state().log; }
+
+bool plat_test_logged(const std::string& message) {
+    for (const auto& e : plat_hooks_state().log)
+        if (e.channel == PLAT_LOG_STDERR && e.text == message) return true;
+    return false;
+}
+
+void plat_test_fail_setting(int id, bool on_get, bool on_set) {
+    plat_hooks_state().failing_settings.emplace_back(id, (on_get ? 1 : 0) | (on_set ? 2 : 0));
+}
+
+void plat_test_fail_open(const std::string& router_path, int error_number) {
+    plat_hooks_state().failing_opens.emplace_back(router_path, error_number);
+}
+
+void plat_test_reset() { plat_hooks_state() = plat_hooks(); }

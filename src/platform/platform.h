@@ -1,0 +1,143 @@
+// The platform seam: the only door from the library to the operating system
+// and the vendor platform. Core code calls these functions and nothing below
+// them. Each has two faces, chosen at run time:
+//   - the router (VESPIN_ROOT unset): real paths, /bin/sh, ioctls, syslog;
+//   - the emulated router (VESPIN_ROOT=<dir>): the same contracts over a
+//     directory tree, its stand-in programs and its emulated settings store.
+// Internal to the library; names carry the plat_ prefix.
+#pragma once
+
+#include <stdint.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+// ---- emulated root -------------------------------------------------------
+
+// True when the emulated face is active (VESPIN_ROOT is set and non-empty).
+bool plat_is_emulated();
+// The emulated root's directory without a trailing '/', or "" on the router.
+const std::string& plat_root();
+// Re-reads VESPIN_ROOT; tests call it after setenv so that one process can
+// move between roots. Does not touch caches of the core.
+void plat_reload_root();
+
+// ---- paths and files -----------------------------------------------------
+
+// Maps an absolute router path ("/tmp/router_state") to the file to use: the
+// path itself on the router, the path inside the root when emulated. A null
+// or relative path is returned unchanged (relative paths are the caller's).
+std::string plat_path(const char* router_path);
+
+// The file calls below take router paths, resolve them with plat_path and
+// behave exactly like the C library call of the same name (errno included).
+FILE* plat_fopen(const char* router_path, const char* mode);
+int plat_open(const char* router_path, int flags, mode_t mode = 0);
+int plat_stat(const char* router_path, struct stat* st);
+int plat_access(const char* router_path, int how);
+int plat_unlink(const char* router_path);
+// Reads a whole file; false (errno set) when it cannot be opened or read.
+bool plat_read_file(const char* router_path, std::string* out);
+// Replaces a file atomically (temporary file in the same directory, fsync,
+// rename). False (errno set) on any failure; the old file is then intact.
+bool plat_write_file_atomic(const char* router_path, const std::string& data, mode_t mode = 0644);
+
+// ---- commands ------------------------------------------------------------
+// Emulated: every command is recorded in the root's command journal
+// ("/var/log/commands", one line each) and runs under bash with the root's
+// bin/ as the only search path, the root as working directory, absolute
+// paths in the text moved into the root, and the shell's own kill disabled,
+// so it reaches the root's stand-in programs and files and nothing else.
+
+// Runs a command text through the shell and returns the wait status, as
+// system() does (-1 when no shell could be started).
+int plat_system(const char* command);
+
+// Runs a command text through the shell (as popen(command, "r")) and reads
+// its standard output into `out`: at most size - 1 bytes, always
+// NUL-terminated; a full buffer stops the reading without draining the pipe.
+// Interrupted reads are retried. Returns the bytes read, or -1 when the
+// command cannot be started or a read fails. *wait_status (may be null)
+// receives pclose's result.
+int plat_run_capture(const char* command, char* out, size_t size, int* wait_status);
+
+// Runs a program with an argument vector, without a shell, and reads its
+// standard output as plat_run_capture does. Returns 0, -1 when it cannot
+// fork, -2 after a read error, -3 when no pipe can be made. *status gets the
+// exit code, or minus the signal that killed it; it is left alone when the
+// child is only stopped. A program that cannot be executed exits with its
+// errno (2 for a missing one). Emulated: a bare name is looked up in the
+// root's bin/ only; a path is moved into the root.
+int plat_spawn_capture(const char* program, char* const argv[], int* status, char* out, size_t size);
+
+// ---- settings store ------------------------------------------------------
+// The vendor-style store is reached through the exported apmib_* entry
+// points (apmib.h). Test hooks live in platform_testing.h.
+
+// ---- network interfaces --------------------------------------------------
+
+enum plat_if_kind { PLAT_IF_ADDR = 0, PLAT_IF_DSTADDR = 1, PLAT_IF_NETMASK = 2, PLAT_IF_HWADDR = 4 };
+
+// Asks for one property of a network interface.
+//   returns -1 when the interface does not exist (or no socket could be had),
+//   0 when it exists; *found tells whether the property itself was answered.
+// On success `out` receives 4 bytes (IPv4, network order) or, for
+// PLAT_IF_HWADDR, a 16-byte socket address (family, then the MAC in the
+// first 6 data bytes). Emulated: the root's interface table
+// "/etc/vespin/interfaces".
+int plat_if_query(const char* ifname, int kind, void* out, bool* found);
+
+// The IPv4 address (network order) a node's servers bind to: INADDR_ANY on
+// the router; emulated, the address in "/etc/vespin/bind_address" or
+// 127.0.0.1 when the root names none.
+uint32_t plat_bind_address();
+
+// ---- clock ---------------------------------------------------------------
+
+// Seconds and microseconds now (gettimeofday); driven by the fake clock in tests.
+void plat_gettimeofday(struct timeval* tv);
+// Seconds now (time()).
+time_t plat_time();
+// Sleeps (usleep); with the fake clock it advances the clock instead.
+void plat_usleep(unsigned long microseconds);
+// Seconds since boot (sysinfo uptime). Emulated: the first number in the
+// root's "/proc/uptime", else seconds since the root was first used.
+long plat_uptime();
+
+// ---- log -----------------------------------------------------------------
+
+enum { PLAT_LOG_ERR = 3, PLAT_LOG_INFO = 6 };
+
+// Reports one message on both channels: "%s(%s:%d) msg\n" on stderr
+// (function, source file, line) and "(%s:%d) msg" to syslog at the priority
+// (emulated: a line in the root's "/var/log/messages").
+void plat_log(int priority, const char* function, const char* file, int line, const char* message);
+// Prints "prefix: <strerror(errno)>" on stderr, as perror does.
+void plat_perror(const char* prefix);
+// Prints a plain text on stdout (the few paths that print without the
+// convention); captured with the log in tests.
+void plat_print(const char* text);
+
+// ---- shared memory -------------------------------------------------------
+
+// The System V key of the mesh table: 1024 on the router; emulated, the
+// number in the root's "/etc/vespin/shm_key", else one derived from the
+// root's path so that two roots never share a segment.
+int plat_shm_key();
+
+// ---- radio ---------------------------------------------------------------
+
+struct plat_scan_entry {
+    int channel;
+    std::string ssid;
+};
+
+// One site survey of a radio ("wlan0", "wlan1"). False when the survey
+// fails. The router face reports failure until the driver is wired; the
+// emulated face reads "/var/scan/<ifname>" (lines "CHANNEL SSID"), at most
+// 128 entries.
+bool plat_site_survey(const char* ifname, std::vector<plat_scan_entry>* out);

@@ -1,0 +1,61 @@
+// Test hooks of the platform seam: answer commands in-process, drive a fake
+// clock, capture the log, and make settings-store ids or file opens fail.
+// Only tests and benchmarks include this; the hooks cost one branch each when
+// unused. plat_test_reset() restores every default.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+enum plat_command_kind { PLAT_CMD_SYSTEM, PLAT_CMD_CAPTURE, PLAT_CMD_SPAWN };
+
+// One command as the core asked for it. For PLAT_CMD_SPAWN `text` is the
+// argument vector joined with single spaces.
+struct plat_command {
+    plat_command_kind kind;
+    std::string text;
+};
+
+// What a scripted command answers: its standard output and how it ended.
+struct plat_command_reply {
+    std::string output;
+    int exit_code = 0;
+    int signal = 0;  // non-zero: the command "was killed" by this signal
+};
+
+// Returns true when it answered the command (nothing is then spawned), false
+// to let the command run for real.
+using plat_command_script = std::function<bool(const plat_command&, plat_command_reply*)>;
+
+void plat_test_set_command_script(plat_command_script script);
+// Every command asked for since the last reset, in order, scripted or not.
+const std::vector<plat_command>& plat_test_commands();
+
+// Fake clock: once set, time and gettimeofday return it and sleeps advance it.
+void plat_test_set_clock(long seconds, long microseconds);
+void plat_test_advance_clock(long microseconds);
+
+enum plat_log_channel { PLAT_LOG_STDERR, PLAT_LOG_SYSLOG, PLAT_LOG_PERROR, PLAT_LOG_PRINT };
+
+struct plat_log_entry {
+    plat_log_channel channel;
+    int priority;          // syslog entries only
+    std::string function;  // convention entries only
+    std::string file;
+    int line;
+    std::string text;      // the message (perror: "prefix: error text")
+};
+
+// Starts capturing (and silencing) every log, perror and print output.
+void plat_test_capture_log();
+const std::vector<plat_log_entry>& plat_test_log();
+// True when some captured stderr entry carries exactly this message.
+bool plat_test_logged(const std::string& message);
+
+// Makes apmib_get (on_get) and/or apmib_set (on_set) of one id fail.
+void plat_test_fail_setting(int id, bool on_get, bool on_set);
+// Makes plat_open/plat_fopen of a router path fail with the errno given.
+void plat_test_fail_open(const std::string& router_path, int error_number);
+
+void plat_test_reset();
