@@ -41,7 +41,8 @@ VESPIN_API char *buffer_get_content(Buffer *buffer);
 /* Frees the data, then the record; NULL is ignored. */
 VESPIN_API void buffer_destroy(Buffer *buffer);
 /* Download sink shaped as a libcurl write callback (`buffer` is a Buffer*):
- * appends size x count bytes and returns size x count. */
+ * appends size x count bytes and returns size x count. A zero total appends
+ * nothing (buffer_nappend would take it as "measure with strlen"). */
 VESPIN_API size_t write_buffer(char *bytes, size_t size, size_t count, void *buffer);
 
 /* ---- strings (results are new allocations owned by the caller) ---------- */
@@ -59,8 +60,9 @@ VESPIN_API int trim_cpy(char *destination, const char *source);
  * then the array. NULL for a NULL text, an empty or NULL delimiter, a negative
  * maximum or when memory runs out. */
 VESPIN_API char **string_split(const char *text, const char *delimiter, int max_splits);
-/* Joins the first `count` elements (0: up to the NULL terminator) with the
- * separator (NULL: "") between them. An empty array gives a new "".
+/* Joins the first `count` elements (0, or a count past the NULL terminator:
+ * all of them) with the separator (NULL: "") between them. An empty array
+ * gives a new "".
  * NULL for a NULL array, a negative count or when memory runs out. */
 VESPIN_API char *string_join(char **array, const char *separator, int count);
 /* Replaces every `character` in text by `replacement` ("" deletes it) into a
