@@ -1,0 +1,67 @@
+#include "dispatch.h"
+
+#include "core/log.h"
+#include "method_reply.h"
+#include "methods.h"
+#include "request.h"
+
+#include <string.h>
+
+namespace {
+
+// The answer when not even the response record could be allocated.
+const char kOutOfMemory[] = "{\"error\":{\"code\":600000,\"message\":\"Out of memory\"}}";
+
+vespin_response* answer(const char* text) {
+    vespin_request* request = vespin_request_new_from_json(text);
+    if (vespin_is_error(request)) {
+        int code = vespin_error_code(request);
+        if (code == VESPIN_ERR_INVALID_JSON) {
+            VLOG_INFO("Request is not JSON");
+            return method_error(code, "Invalid request: not JSON");
+        }
+        if (code == VESPIN_ERR_MISSING_PARAM) return method_error(code, "Missing method");
+        return method_error(code, "Invalid request");
+    }
+    vespin_response* response;
+    const node_method* method = node_method_find(request->method);
+    if (method) {
+        response = method->handle(request->params);
+    } else {
+        VLOG_INFO("Unknown method: %s", request->method);
+        response = method_error(VESPIN_ERR_INVALID_PARAM, "Unknown method: %s", request->method);
+    }
+    vespin_request_free(request);
+    return response;
+}
+
+std::string response_text(vespin_response* response, uintptr_t* post) {
+    json_object* json = vespin_response_to_json(response);
+    if (!json) {
+        vespin_response_free(response);
+        return kOutOfMemory;
+    }
+    std::string text = json_object_to_json_string_ext(json, JSON_C_TO_STRING_PLAIN);
+    json_object_put(json);
+    *post = response->post;
+    vespin_response_free(response);
+    return text;
+}
+
+}  // namespace
+
+std::mutex& node_library_lock() {
+    static std::mutex lock;
+    return lock;
+}
+
+std::string node_dispatch(const char* text, size_t length, uintptr_t* post) {
+    *post = 0;
+    std::string request_text(text, strnlen(text, length));
+    std::lock_guard<std::mutex> hold(node_library_lock());
+    return response_text(answer(request_text.c_str()), post);
+}
+
+void node_run_post(uintptr_t post) {
+    if (post) reinterpret_cast<node_post_action>(post)();
+}
