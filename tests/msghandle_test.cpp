@@ -2,12 +2,12 @@
 // replies and then runs the after-reply action; the caller skips
 // acknowledgements, cuts replies at 2000 bytes and gives up after three
 // receive timeouts. Receivers run in a thread of the test on ephemeral ports.
+#include "loopback_udp.h"
 #include "msghandle.h"
 #include "platform.h"
 #include "platform_testing.h"
 #include "test_root.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <string.h>
 #include <sys/socket.h>
@@ -23,38 +23,22 @@ namespace {
 
 const char kLoopback[] = "127.0.0.1";
 
-uint16_t port_of(int fd) {
-    struct sockaddr_in address = {};
-    socklen_t length = sizeof address;
-    getsockname(fd, reinterpret_cast<struct sockaddr*>(&address), &length);
-    return ntohs(address.sin_port);
-}
-
-std::string host_of(int fd) {
-    struct sockaddr_in address = {};
-    socklen_t length = sizeof address;
-    getsockname(fd, reinterpret_cast<struct sockaddr*>(&address), &length);
-    return inet_ntoa(address.sin_addr);
-}
-
 // A plain UDP socket on 127.0.0.1 with an ephemeral port, closed at the end.
 struct udp_socket {
     int fd;
-    udp_socket() : fd(socket(AF_INET, SOCK_DGRAM, 0)) {
-        struct sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        bind(fd, reinterpret_cast<struct sockaddr*>(&address), sizeof address);
+    udp_socket() : fd(new_loopback_udp_socket()) {
         struct timeval tv = {5, 0};  // a broken receiver fails the test instead of hanging it
         setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
     }
     ~udp_socket() { close(fd); }
-    void send_to(uint16_t port, const std::string& bytes) const {
-        struct sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(port);
-        sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<struct sockaddr*>(&address), sizeof address);
+    void send_to(uint16_t port, const std::string& bytes) const { send_datagram(fd, loopback_address(port), bytes); }
+    // Answers the next datagram with the given ones, in a thread.
+    std::thread answer_next_with(std::vector<std::string> answers) const {
+        return std::thread([this, answers] {
+            struct sockaddr_in from = {};
+            if (next(0, &from) == "(none)") return;
+            for (const std::string& answer : answers) send_datagram(fd, from, answer);
+        });
     }
     // The next datagram, or "(none)" when nothing is waiting (flags 0: wait up to 5 s).
     std::string next(int flags = 0, struct sockaddr_in* from = nullptr) const {
@@ -106,7 +90,7 @@ class serving_receiver {
     serving_receiver(handler_script* script, int count)
         : receiver_(new_message_receiver(scripted_handler, reinterpret_cast<uintptr_t>(script), 0)) {
         if (vespin_is_error(receiver_)) return;
-        port_ = port_of(receiver_->socket);
+        port_ = bound_port(receiver_->socket);
         thread_ = std::thread([this, count] {
             for (int i = 0; i < count; i++) results_.push_back(message_receiver_listen(receiver_, 0));
             done_ = true;
@@ -160,14 +144,14 @@ TEST_F(Datagram, ReceiverAcknowledgesRepliesThenRunsTheAfterReplyAction) {
     post_client = &client;
     serving_receiver server(&script, 1);
     ASSERT_TRUE(server.ok());
-    EXPECT_EQ("127.0.0.1", host_of(server.receiver()->socket));
+    EXPECT_EQ("127.0.0.1", bound_host(server.receiver()->socket));
     client.send_to(server.port(), "hello");
     EXPECT_EQ(std::vector<int>{0}, server.results());
     EXPECT_EQ(std::vector<std::string>{"hello"}, script.payloads);
     EXPECT_EQ(std::vector<char>{0}, script.last_byte_after);  // shorter datagrams end in the zeroed buffer
     // The action ran after both datagrams had reached the client, and only once.
     EXPECT_EQ((std::vector<std::string>{"post", "RECVED!", R"({"result":{}})"}), post_saw);
-    EXPECT_EQ(port_of(client.fd), ntohs(server.receiver()->address.sin_port));
+    EXPECT_EQ(bound_port(client.fd), ntohs(server.receiver()->address.sin_port));
 }
 
 TEST_F(Datagram, FailingHandlerGetsOnlyTheAcknowledgementOut) {
@@ -231,17 +215,11 @@ TEST_F(Datagram, FullBufferReachesTheHandlerWithoutANul) {
 // acknowledgement, the pauses between tries and the final log.
 TEST_F(Datagram, OnlyAcknowledgementsEndIn600406AfterThreeOneSecondTries) {
     udp_socket peer;
-    std::thread answering([&peer] {
-        struct sockaddr_in from = {};
-        if (peer.next(0, &from) == "(none)") return;
-        sendto(peer.fd, "RECVED!", 7, 0, reinterpret_cast<struct sockaddr*>(&from), sizeof from);
-        sendto(peer.fd, "RECVED, but meant as a reply", 28, 0, reinterpret_cast<struct sockaddr*>(&from),
-               sizeof from);
-    });
+    std::thread answering = peer.answer_next_with({"RECVED!", "RECVED, but meant as a reply"});
     plat_test_set_clock(1000, 0);  // the pauses between tries go through the platform's sleep
     char reply[2048] = "untouched";
     auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(600406, mesh_call(kLoopback, "{}", 2, port_of(peer.fd), reply, 0));
+    EXPECT_EQ(600406, mesh_call(kLoopback, "{}", 2, bound_port(peer.fd), reply, 0));
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     answering.join();
     EXPECT_GE(seconds, 2.9);  // a timeout of 0 still waits one second per try
@@ -259,12 +237,8 @@ TEST_F(Datagram, OnlyAcknowledgementsEndIn600406AfterThreeOneSecondTries) {
 
 TEST_F(Datagram, MeshMessageTakesAnyRecvedPrefixAsTheAcknowledgement) {
     udp_socket peer;
-    std::thread answering([&peer] {
-        struct sockaddr_in from = {};
-        if (peer.next(0, &from) == "(none)") return;
-        sendto(peer.fd, "RECVEDxyz", 9, 0, reinterpret_cast<struct sockaddr*>(&from), sizeof from);
-    });
-    EXPECT_EQ(0, mesh_message(kLoopback, "ping", 4, port_of(peer.fd)));
+    std::thread answering = peer.answer_next_with({"RECVEDxyz"});
+    EXPECT_EQ(0, mesh_message(kLoopback, "ping", 4, bound_port(peer.fd)));
     answering.join();
 }
 
@@ -283,12 +257,12 @@ TEST_F(Datagram, ReceiverBindsToTheNodeAddressAndReportsBindFailure) {
     root.write("/etc/vespin/bind_address", "127.0.0.3\n");
     message_receiver* receiver = new_message_receiver(scripted_handler, 0, 0);
     ASSERT_FALSE(vespin_is_error(receiver));
-    EXPECT_EQ("127.0.0.3", host_of(receiver->socket));
+    EXPECT_EQ("127.0.0.3", bound_host(receiver->socket));
     destroy_message_receiver(receiver);
 
     udp_socket taken;  // bound without address reuse: nobody else may have its port
     root.write("/etc/vespin/bind_address", "127.0.0.1\n");
-    EXPECT_EQ(-600001, (intptr_t)new_message_receiver(scripted_handler, 0, port_of(taken.fd)));
+    EXPECT_EQ(-600001, (intptr_t)new_message_receiver(scripted_handler, 0, bound_port(taken.fd)));
     EXPECT_TRUE(plat_test_logged("bind"));
     EXPECT_EQ(600001, message_receiver_listen(nullptr, 0));
     destroy_message_receiver(nullptr);
