@@ -19,25 +19,22 @@ int32_t balance_factor(const avl_node* node) {
     return (node->left ? node->left->height : 0) - (node->right ? node->right->height : 0);
 }
 
-void rotate_right(avl_node** link) {
+// Rotates the node in `link` away from its `toward` child, which becomes the
+// pivot: the pivot's `away` subtree moves under the node, and the node becomes
+// the pivot's `away` child. A right rotation goes toward the left child.
+void rotate(avl_node** link, avl_node* avl_node::*toward, avl_node* avl_node::*away) {
     avl_node* node = *link;
-    avl_node* pivot = node->left;
-    node->left = pivot->right;
-    pivot->right = node;
+    avl_node* pivot = node->*toward;
+    node->*toward = pivot->*away;
+    pivot->*away = node;
     recompute_height(node);
     *link = pivot;
     recompute_height(pivot);
 }
 
-void rotate_left(avl_node** link) {
-    avl_node* node = *link;
-    avl_node* pivot = node->right;
-    node->right = pivot->left;
-    pivot->left = node;
-    recompute_height(node);
-    *link = pivot;
-    recompute_height(pivot);
-}
+void rotate_right(avl_node** link) { rotate(link, &avl_node::left, &avl_node::right); }
+
+void rotate_left(avl_node** link) { rotate(link, &avl_node::right, &avl_node::left); }
 
 void rebalance(avl_node** link) {
     avl_node* node = *link;
