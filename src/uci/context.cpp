@@ -1,0 +1,249 @@
+#include "context.h"
+
+#include "delta.h"
+#include "files.h"
+#include "path.h"
+#include "writer.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+namespace vuci {
+
+namespace {
+
+void apply_all(package* p, const std::vector<change>& changes) {
+    for (const change& c : changes) apply_change(*p, c, nullptr);  // a stale change is dropped, as on load
+}
+
+}  // namespace
+
+context::context(std::string config_dir, std::string save_dir)
+    : config_dir_(std::move(config_dir)), save_dir_(std::move(save_dir)) {}
+
+std::vector<std::string> context::list_packages() const {
+    std::vector<std::string> names;
+    DIR* dir = opendir(config_dir_.c_str());
+    if (!dir) return names;
+    while (struct dirent* entry = readdir(dir)) {
+        std::string name = entry->d_name;
+        struct stat st;
+        if (valid_package_name(name) && stat(package_path(name).c_str(), &st) == 0 && S_ISREG(st.st_mode))
+            names.push_back(name);
+    }
+    closedir(dir);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+int context::read_package(const std::string& name, std::unique_ptr<package>* out) {
+    parse_errors_.clear();
+    if (!valid_package_name(name)) return ERR_INVAL;
+    std::string text;
+    int err = read_file(package_path(name), &text);
+    if (err) return err;
+    auto p = std::make_unique<package>();
+    p->name = name;
+    err = parse_package(text, strict_, p.get(), &parse_errors_);
+    if (err) return err;
+    *out = std::move(p);
+    return OK;
+}
+
+std::vector<change> context::saved_changes(const std::string& package_name) const {
+    std::vector<change> all;
+    std::vector<std::string> dirs = delta_dirs_;
+    dirs.push_back(save_dir_);
+    for (const std::string& dir : dirs) {
+        std::string text;
+        if (read_file(dir + "/" + package_name, &text) != OK) continue;
+        std::vector<change> some = parse_delta(text, package_name);
+        all.insert(all.end(), some.begin(), some.end());
+    }
+    return all;
+}
+
+int context::load(const std::string& name, package** out) {
+    if (package* p = loaded(name)) {
+        *out = p;
+        return OK;
+    }
+    std::unique_ptr<package> p;
+    int err = read_package(name, &p);
+    if (err) return err;
+    apply_all(p.get(), saved_changes(name));
+    *out = p.get();
+    packages_[name] = std::move(p);
+    return OK;
+}
+
+package* context::loaded(const std::string& name) const {
+    auto it = packages_.find(name);
+    return it == packages_.end() ? nullptr : it->second.get();
+}
+
+void context::unload(const std::string& name) { packages_.erase(name); }
+
+int context::resolve_section(ref* r, const std::string& written) {
+    std::string type;
+    long index = 0;
+    parse_section_index(written, &type, &index);
+    std::vector<section*> matching;
+    for (const auto& s : r->p->sections)
+        if (type.empty() || s->type == type) matching.push_back(s.get());
+    if (index < 0) index += (long)matching.size();
+    if (index < 0 || index >= (long)matching.size()) return ERR_NOTFOUND;
+    r->s = matching[(size_t)index];
+    r->section_name = r->s->name;
+    return OK;
+}
+
+int context::lookup(const std::string& text, ref* out) {
+    *out = ref();
+    path_parts parts;
+    int err = split_path(text, &parts);
+    if (err) return err;
+    out->package_name = parts.package;
+    out->section_name = parts.section;
+    out->option_name = parts.option;
+    out->value = parts.value;
+    out->has_value = parts.has_value;
+    err = load(parts.package, &out->p);
+    if (err) return err;
+    if (parts.section.empty()) {
+        out->complete = true;
+        return OK;
+    }
+    if (parts.section[0] == '@') {
+        err = resolve_section(out, parts.section);
+        if (err) return err;
+    } else {
+        out->s = out->p->find(parts.section);
+        if (!out->s) return OK;
+    }
+    out->last = element::section;
+    if (!parts.option.empty()) {
+        out->o = out->s->find(parts.option);
+        if (!out->o) return OK;
+        out->last = element::option;
+    }
+    out->complete = true;
+    return OK;
+}
+
+int context::change_through(ref& r, change_kind kind, const std::string& value) {
+    if (!r.p || r.section_name.empty()) return ERR_INVAL;
+    change c{kind, r.section_name, r.option_name, value};
+    bool changed = false;
+    int err = apply_change(*r.p, c, &changed);
+    if (err) return err;
+    if (changed) r.p->pending.push_back(c);
+    // The change may have moved or dropped what the ref pointed at.
+    r.s = r.p->find(kind == change_kind::rename && r.option_name.empty() ? value : r.section_name);
+    r.o = r.s && !r.option_name.empty() ? r.s->find(kind == change_kind::rename ? value : r.option_name) : nullptr;
+    return OK;
+}
+
+int context::set(ref& r) {
+    if (!r.has_value) return ERR_INVAL;
+    return change_through(r, change_kind::set, r.value);
+}
+
+int context::remove(ref& r) {
+    if (!r.complete) return ERR_NOTFOUND;
+    return change_through(r, change_kind::remove, "");
+}
+
+int context::add_list(ref& r) {
+    if (!r.has_value || r.option_name.empty()) return ERR_INVAL;
+    return change_through(r, change_kind::list_add, r.value);
+}
+
+int context::del_list(ref& r) {
+    if (!r.has_value || r.option_name.empty()) return ERR_INVAL;
+    return change_through(r, change_kind::list_del, r.value);
+}
+
+int context::rename(ref& r) {
+    if (!r.has_value) return ERR_INVAL;
+    if (!r.complete) return ERR_NOTFOUND;
+    return change_through(r, change_kind::rename, r.value);
+}
+
+int context::reorder(ref& r) {
+    if (!r.has_value || !r.option_name.empty()) return ERR_INVAL;
+    if (!r.complete) return ERR_NOTFOUND;
+    return change_through(r, change_kind::reorder, r.value);
+}
+
+int context::add_section(package* p, const std::string& type, std::string* name) {
+    if (!p || !valid_type(type)) return ERR_INVAL;
+    section* s = p->create(type, "");
+    p->pending.push_back(change{change_kind::add, s->name, "", type});
+    if (name) *name = s->name;
+    return OK;
+}
+
+int context::save(package* p) {
+    if (p->pending.empty()) return OK;
+    std::string lines;
+    for (const change& c : p->pending) lines += format_change(p->name, c);
+    int err = append_file(delta_path(p->name), lines, file_mode(package_path(p->name), 0644));
+    if (err) return err;
+    p->pending.clear();
+    return OK;
+}
+
+int context::commit(package* p, bool overwrite) {
+    const std::string path = package_path(p->name);
+    file_lock lock;
+    int err = lock.lock(path);
+    if (err) return err;
+    std::string delta_text;
+    bool has_delta_file = read_file(delta_path(p->name), &delta_text) == OK;
+    std::unique_ptr<package> fresh;
+    if (!overwrite) {
+        std::vector<change> saved = parse_delta(delta_text, p->name);
+        if (saved.empty() && p->pending.empty()) return OK;
+        // Another process may have committed since we loaded: start again
+        // from the file as it is now, under the lock.
+        err = read_package(p->name, &fresh);
+        if (err) return err;
+        for (const std::string& dir : delta_dirs_) {
+            std::string text;
+            if (read_file(dir + "/" + p->name, &text) == OK) apply_all(fresh.get(), parse_delta(text, p->name));
+        }
+        apply_all(fresh.get(), saved);
+        apply_all(fresh.get(), p->pending);
+    }
+    err = replace_file(path, write_package(overwrite ? *p : *fresh, false, false), file_mode(path, 0644));
+    if (err) return err;
+    if (!overwrite) {
+        if (has_delta_file) err = replace_file(delta_path(p->name), "", file_mode(delta_path(p->name), 0644));
+        *p = std::move(*fresh);
+    }
+    p->pending.clear();
+    return err;
+}
+
+int context::revert(const std::string& package_name, const std::string& section, const std::string& option) {
+    package* p = nullptr;
+    int err = load(package_name, &p);
+    if (err) return err;
+    err = save(p);
+    if (err) return err;
+    unload(package_name);
+    const std::string path = delta_path(package_name);
+    std::string text;
+    if (read_file(path, &text) != OK) return OK;
+    std::string kept;
+    for (const change& c : parse_delta(text, package_name)) {
+        bool matches = section.empty() || (c.section == section && (option.empty() || c.option == option));
+        if (!matches) kept += format_change(package_name, c);
+    }
+    return replace_file(path, kept, file_mode(path, 0644));
+}
+
+}  // namespace vuci

@@ -1,0 +1,108 @@
+#include "files.h"
+
+#include "model.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace vuci {
+
+namespace {
+
+int g_write_fault = 0;
+
+bool write_all(int fd, const std::string& data) {
+    size_t limit = g_write_fault ? data.size() / 2 : data.size();
+    size_t done = 0;
+    while (done < limit) {
+        ssize_t n = write(fd, data.data() + done, limit - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) return false;
+        done += (size_t)n;
+    }
+    if (g_write_fault) {
+        errno = g_write_fault;
+        return false;
+    }
+    return true;
+}
+
+std::string directory_of(const std::string& path) {
+    size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : path.substr(0, slash);
+}
+
+}  // namespace
+
+void set_write_fault(int error_number) { g_write_fault = error_number; }
+
+int read_file(const std::string& path, std::string* out) {
+    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return errno == ENOENT || errno == ENOTDIR ? ERR_NOTFOUND : ERR_IO;
+    out->clear();
+    char chunk[16384];
+    for (;;) {
+        ssize_t n = read(fd, chunk, sizeof chunk);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) {
+            close(fd);
+            return ERR_IO;
+        }
+        if (n == 0) break;
+        out->append(chunk, (size_t)n);
+    }
+    close(fd);
+    return OK;
+}
+
+mode_t file_mode(const std::string& path, mode_t fallback) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : fallback;
+}
+
+int replace_file(const std::string& path, const std::string& data, mode_t mode) {
+    std::string temp = directory_of(path) + "/.uci-XXXXXX";
+    int fd = mkostemp(&temp[0], O_CLOEXEC);
+    if (fd < 0) return ERR_IO;
+    bool ok = fchmod(fd, mode) == 0 && write_all(fd, data) && fsync(fd) == 0;
+    if (close(fd) != 0) ok = false;
+    if (ok && rename(temp.c_str(), path.c_str()) != 0) ok = false;
+    if (!ok) unlink(temp.c_str());
+    return ok ? OK : ERR_IO;
+}
+
+int append_file(const std::string& path, const std::string& data, mode_t mode) {
+    mkdir(directory_of(path).c_str(), 0700);
+    int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, mode);
+    if (fd < 0) return ERR_IO;
+    bool ok = write_all(fd, data);
+    if (close(fd) != 0) ok = false;
+    return ok ? OK : ERR_IO;
+}
+
+file_lock::~file_lock() {
+    if (fd_ >= 0) close(fd_);  // closing drops the lock
+}
+
+int file_lock::lock(const std::string& path) {
+    for (;;) {
+        int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0) return errno == ENOENT ? OK : ERR_IO;
+        int r;
+        do r = flock(fd, LOCK_EX);
+        while (r != 0 && errno == EINTR);
+        struct stat held, now;
+        if (r == 0 && fstat(fd, &held) == 0 && stat(path.c_str(), &now) == 0 &&
+            held.st_dev == now.st_dev && held.st_ino == now.st_ino) {
+            fd_ = fd;
+            return OK;
+        }
+        close(fd);
+        if (r != 0) return ERR_IO;
+    }
+}
+
+}  // namespace vuci

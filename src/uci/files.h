@@ -1,0 +1,41 @@
+// The engine's file access, on host paths of the directories it is given
+// (it stands in for the system's UCI library, which does its own I/O).
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace vuci {
+
+// Reads a whole file: OK, ERR_NOTFOUND (missing) or ERR_IO.
+int read_file(const std::string& path, std::string* out);
+// Replaces a file through a temporary file in the same directory (written,
+// flushed, renamed over it): on any failure the old file is untouched.
+int replace_file(const std::string& path, const std::string& data, mode_t mode);
+// Appends to a file, creating it (and its directory) with `mode`.
+int append_file(const std::string& path, const std::string& data, mode_t mode);
+// The mode bits of a file, or `fallback` when it cannot be seen.
+mode_t file_mode(const std::string& path, mode_t fallback);
+
+// An exclusive lock on a package file, held until destruction. It locks the
+// file that is at the path once locked, so a commit that renamed a new file
+// over the old one while we waited does not leave us holding a stale lock.
+class file_lock {
+  public:
+    file_lock() = default;
+    ~file_lock();
+    file_lock(const file_lock&) = delete;
+    file_lock& operator=(const file_lock&) = delete;
+    // OK (a missing file is not locked and counts as OK) or ERR_IO.
+    int lock(const std::string& path);
+
+  private:
+    int fd_ = -1;
+};
+
+// Test hook: while non-zero, writes of replace_file and append_file fail
+// with this errno after half of the data went out, as on a full disk.
+void set_write_fault(int error_number);
+
+}  // namespace vuci
