@@ -57,8 +57,8 @@ VESPIN_API int trim_cpy(char *destination, const char *source);
 /* Splits text at every occurrence of the delimiter substring, at most
  * max_splits times (0: unlimited); the rest of the text is the last piece.
  * Empty pieces are kept. Returns a NULL-terminated array; free each element,
- * then the array. NULL for a NULL text, an empty or NULL delimiter, a negative
- * maximum or when memory runs out. */
+ * then the array. NULL for a NULL text, an empty or NULL delimiter (it would
+ * match everywhere), a negative maximum or when memory runs out. */
 VESPIN_API char **string_split(const char *text, const char *delimiter, int max_splits);
 /* Joins the first `count` elements (0, or a count past the NULL terminator:
  * all of them) with the separator (NULL: "") between them. An empty array
@@ -67,7 +67,8 @@ VESPIN_API char **string_split(const char *text, const char *delimiter, int max_
 VESPIN_API char *string_join(char **array, const char *separator, int count);
 /* Replaces every `character` in text by `replacement` ("" deletes it) into a
  * new text stored to *out; returns its length. An empty or NULL text returns
- * 0 and leaves *out untouched; -1 (and *out untouched) when memory runs out. */
+ * 0 and leaves *out untouched; -1 (and *out untouched) when the result would
+ * be longer than INT32_MAX or memory runs out. */
 VESPIN_API int escape_char(const char *text, char **out, char character, const char *replacement);
 /* 1 when an element of the NULL-terminated array equals text (case-sensitive), else 0. */
 VESPIN_API int strings_contains(char **array, const char *text);
@@ -144,7 +145,8 @@ typedef struct dhcp_lease_entry {
  * it cannot be read), waits 1 ms, and lists the records of
  * "/var/lib/misc/udhcpd.leases" whose expiry is not 0. *list gets a new array
  * (caller frees) and *count its entries. Returns plain error numbers: 0, 2
- * (lease file missing), 5 (cannot be opened or read), 12 (out of memory). */
+ * (lease file missing), 5 (cannot be opened), 12 (out of memory), 22 (a
+ * NULL out pointer; nothing is run). */
 VESPIN_API int get_dhcp_client_list(dhcp_lease_entry **list, int *count);
 
 #ifdef __cplusplus

@@ -430,6 +430,8 @@ TEST(DhcpClientList, SignalsTwoOrFiveWithoutAPidAndNothingForZero) {
     EXPECT_EQ(5, get_dhcp_client_list(&list, &count));
     EXPECT_EQ(nullptr, list);
 
+    EXPECT_EQ(22, get_dhcp_client_list(nullptr, &count));
+
     // A pid of 0 skips the signal and the pause.
     plat_test_reset();
     plat_test_set_clock(2000, 0);

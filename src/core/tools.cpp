@@ -378,7 +378,7 @@ int read_lease_file(unsigned char** content, size_t* size) {
 }  // namespace
 
 int get_dhcp_client_list(dhcp_lease_entry** list, int* count) {
-    if (!list || !count) return 12;
+    if (!list || !count) return 22;
     int pid = dhcp_server_pid();
     if (pid > 0) {
         char command[64];
