@@ -42,6 +42,10 @@ for tool in awk cat cp cut date dirname basename echo env expr false grep head l
   done
 done
 ln -sf /bin/sh "$dest/bin/sh"
+# Random bytes come from the host's device (files under /dev are read
+# through the root too); a test may put a file of chosen bytes there instead.
+mkdir -p "$dest/dev"
+ln -sf /dev/urandom "$dest/dev/urandom"
 
 if [ -n "$tools" ]; then
   for program in uci; do

@@ -198,7 +198,7 @@ TEST(SettingsStore, TextIsCutToItsFieldAndDefaultsComeFromTheFactoryFile) {
     EXPECT_EQ(std::string(32, 'n'), std::string(got));
     char sn[32];
     EXPECT_TRUE(apmib_getDef(4001, sn));
-    EXPECT_STREQ("0212345678ABCDEF", sn);
+    EXPECT_STREQ("0224081231A1B2C", sn);
     int mode = 3;
     apmib_set(2401, &mode);
     EXPECT_TRUE(apmib_getDef(2401, &mode));
