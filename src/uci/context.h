@@ -37,6 +37,7 @@ class context {
 
     const std::string& config_dir() const { return config_dir_; }
     const std::string& save_dir() const { return save_dir_; }
+    void set_config_dir(std::string dir) { config_dir_ = std::move(dir); }
     void set_save_dir(std::string dir) { save_dir_ = std::move(dir); }
     // Directories of read-only delta files, applied before the save directory's.
     void add_delta_dir(std::string dir) { delta_dirs_.push_back(std::move(dir)); }

@@ -35,6 +35,14 @@ std::string directory_of(const std::string& path) {
     return slash == std::string::npos ? "." : path.substr(0, slash);
 }
 
+// Makes a directory and its parents, as the save directory may not exist yet.
+void make_directories(const std::string& dir) {
+    for (size_t slash = dir.find('/', 1); ; slash = dir.find('/', slash + 1)) {
+        mkdir(dir.substr(0, slash).c_str(), 0700);
+        if (slash == std::string::npos) break;
+    }
+}
+
 }  // namespace
 
 void set_write_fault(int error_number) { g_write_fault = error_number; }
@@ -75,7 +83,7 @@ int replace_file(const std::string& path, const std::string& data, mode_t mode) 
 }
 
 int append_file(const std::string& path, const std::string& data, mode_t mode) {
-    mkdir(directory_of(path).c_str(), 0700);
+    make_directories(directory_of(path));
     int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, mode);
     if (fd < 0) return ERR_IO;
     bool ok = write_all(fd, data);
