@@ -12,11 +12,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <map>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -27,12 +29,24 @@ int echo_handler(char* buffer, int32_t length, char** reply, uintptr_t, message_
     return 0;
 }
 
-// Mean nanoseconds per round trip of the last run of each benchmark, by payload size.
-std::map<int64_t, double> mesh_call_ns;
-std::map<int64_t, double> raw_udp_ns;
+// Mean nanoseconds per round trip of every run of each benchmark, by payload
+// size; the ratio printed at the end compares their medians, which holds up
+// better than one run on a busy machine (use --benchmark_repetitions).
+std::map<int64_t, std::vector<double>> mesh_call_ns;
+std::map<int64_t, std::vector<double>> raw_udp_ns;
 
-double mean_ns(std::chrono::steady_clock::duration total, int64_t iterations) {
-    return iterations ? std::chrono::duration<double, std::nano>(total).count() / (double)iterations : 0;
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    size_t n = values.size();
+    return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
+}
+
+// Keeps the mean of one run; the library's short sizing runs are left out.
+void record_run(std::map<int64_t, std::vector<double>>* runs, const benchmark::State& state,
+                std::chrono::steady_clock::duration total) {
+    if (state.iterations() < 100) return;
+    (*runs)[state.range(0)].push_back(std::chrono::duration<double, std::nano>(total).count() /
+                                      (double)state.iterations());
 }
 
 void BM_MeshCallRoundTrip(benchmark::State& state) {
@@ -53,7 +67,7 @@ void BM_MeshCallRoundTrip(benchmark::State& state) {
         if (mesh_call(kLoopback, payload.data(), (int)payload.size(), port, reply, 0) != 0)
             state.SkipWithError("mesh_call failed");
     }
-    mesh_call_ns[state.range(0)] = mean_ns(std::chrono::steady_clock::now() - start, state.iterations());
+    record_run(&mesh_call_ns, state, std::chrono::steady_clock::now() - start);
     stop = true;
     mesh_message(kLoopback, "stop", 4, port);
     server.join();
@@ -83,7 +97,7 @@ void BM_RawUdpRoundTrip(benchmark::State& state) {
         send_datagram(client, to, payload);
         benchmark::DoNotOptimize(recv(client, reply, sizeof reply, 0));
     }
-    raw_udp_ns[state.range(0)] = mean_ns(std::chrono::steady_clock::now() - start, state.iterations());
+    record_run(&raw_udp_ns, state, std::chrono::steady_clock::now() - start);
     send_datagram(client, to, "");
     server.join();
     close(client);
@@ -105,11 +119,13 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    for (const auto& [size, mesh_ns] : mesh_call_ns) {
-        auto raw = raw_udp_ns.find(size);
-        if (raw == raw_udp_ns.end() || raw->second <= 0) continue;
-        printf("payload %lld bytes: mesh_call %.1f us, raw UDP %.1f us, ratio %.2f\n", (long long)size,
-               mesh_ns / 1000, raw->second / 1000, mesh_ns / raw->second);
+    for (const auto& [size, mesh_runs] : mesh_call_ns) {
+        auto raw_runs = raw_udp_ns.find(size);
+        if (raw_runs == raw_udp_ns.end()) continue;
+        double mesh_ns = median(mesh_runs), raw_ns = median(raw_runs->second);
+        if (raw_ns <= 0) continue;
+        printf("payload %lld bytes (median of %zu runs): mesh_call %.1f us, raw UDP %.1f us, ratio %.2f\n",
+               (long long)size, mesh_runs.size(), mesh_ns / 1000, raw_ns / 1000, mesh_ns / raw_ns);
     }
     rmdir(root);
     return 0;

@@ -52,9 +52,9 @@ void set_receive_timeout(int fd, int timeout_ms) {
 
 bool woken_without_data(int error) { return error == EINTR || error == EAGAIN || error == EWOULDBLOCK; }
 
-// Logs a message and then prints the system error that caused it.
-void log_then_perror(const char* message, const char* prefix, int error) {
-    VLOG_ERROR("%s", message);
+// Prints the system error of a failure that was logged just before (the log
+// may have changed errno).
+void perror_of(const char* prefix, int error) {
     errno = error;
     vespin_perror(prefix);
 }
@@ -76,7 +76,9 @@ message_receiver* new_message_receiver(message_handler handler, uintptr_t contex
     receiver->address.sin_addr.s_addr = plat_bind_address();
     receiver->address.sin_port = htons(port);
     if (bind(fd.get(), reinterpret_cast<struct sockaddr*>(&receiver->address), sizeof receiver->address) != 0) {
-        log_then_perror("bind", "Bind fail", errno);
+        int error = errno;
+        VLOG_ERROR("bind");
+        perror_of("Bind fail", error);
         free(receiver);
         return VESPIN_ERROR_PTR(message_receiver*, VESPIN_ERR_FAILURE);
     }
@@ -99,8 +101,7 @@ int message_receiver_listen(message_receiver* receiver, int timeout_ms) {
     if (received < 0) {
         int error = errno;
         VLOG_ERROR("Fail to receive data: %d", error);
-        errno = error;
-        vespin_perror("Fail");
+        perror_of("Fail", error);
         return VESPIN_ERR_FAILURE;
     }
     const auto* peer = reinterpret_cast<const struct sockaddr*>(&receiver->address);
@@ -144,7 +145,9 @@ int mesh_req(const char* address, uint16_t port, const char* payload, int length
     if (!addressable || !payload || length < 0 ||
         sendto(fd.get(), payload, (size_t)length, 0, reinterpret_cast<struct sockaddr*>(&destination),
                sizeof destination) < 0) {
-        log_then_perror("....", "sendto error", errno);
+        int error = errno;
+        VLOG_ERROR("....");
+        perror_of("sendto error", error);
         return VESPIN_ERR_TRANSPORT;
     }
     set_receive_timeout(fd.get(), timeout_ms);
@@ -172,7 +175,9 @@ int mesh_req(const char* address, uint16_t port, const char* payload, int length
         if (reply) copy_text(reply, MESH_REPLY_MAX + 1, area);
         return 0;
     }
-    log_then_perror("not recved msg!", "fail to receive", errno);
+    int error = errno;
+    VLOG_ERROR("not recved msg!");
+    perror_of("fail to receive", error);
     return VESPIN_ERR_TRANSPORT;
 }
 
