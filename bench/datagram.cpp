@@ -24,7 +24,12 @@ namespace {
 
 const char kLoopback[] = "127.0.0.1";
 
-int echo_handler(char* buffer, int32_t length, char** reply, uintptr_t, message_post_action*) {
+const char kStop[] = "stop";
+
+// Echoes the payload; the payload "stop" ends the serving loop (context: its flag).
+int echo_handler(char* buffer, int32_t length, char** reply, uintptr_t context, message_post_action*) {
+    if (length == (int32_t)strlen(kStop) && memcmp(buffer, kStop, strlen(kStop)) == 0)
+        *reinterpret_cast<std::atomic<bool>*>(context) = true;
     *reply = strndup(buffer, (size_t)length);
     return 0;
 }
@@ -50,13 +55,13 @@ void record_run(std::map<int64_t, std::vector<double>>* runs, const benchmark::S
 }
 
 void BM_MeshCallRoundTrip(benchmark::State& state) {
-    message_receiver* receiver = new_message_receiver(echo_handler, 0, 0);
+    std::atomic<bool> stop{false};
+    message_receiver* receiver = new_message_receiver(echo_handler, reinterpret_cast<uintptr_t>(&stop), 0);
     if (vespin_is_error(receiver)) {
         state.SkipWithError("no receiver");
         return;
     }
     uint16_t port = bound_port(receiver->socket);
-    std::atomic<bool> stop{false};
     std::thread server([&] {
         while (!stop) message_receiver_listen(receiver, 0);
     });
@@ -68,8 +73,7 @@ void BM_MeshCallRoundTrip(benchmark::State& state) {
             state.SkipWithError("mesh_call failed");
     }
     record_run(&mesh_call_ns, state, std::chrono::steady_clock::now() - start);
-    stop = true;
-    mesh_message(kLoopback, "stop", 4, port);
+    mesh_message(kLoopback, kStop, (int)strlen(kStop), port);
     server.join();
     destroy_message_receiver(receiver);
     state.SetBytesProcessed(state.iterations() * state.range(0));
