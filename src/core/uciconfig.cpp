@@ -12,12 +12,12 @@
 
 namespace {
 
-uci_backend* backend_of(uci_context* ctx) {
-    return vespin_is_error(ctx) ? nullptr : reinterpret_cast<uci_backend*>(ctx);
+uci_backend_context* backend_of(uci_context* ctx) {
+    return vespin_is_error(ctx) ? nullptr : reinterpret_cast<uci_backend_context*>(ctx);
 }
 
 // The libuci call of each command kind of a context.
-int apply_kind(uci_backend* b, unsigned int kind) {
+int apply_kind(uci_backend_context* b, unsigned int kind) {
     switch (kind) {
     case 0: case 3: case 4: return uci_backend_set(b);
     case 2: case 5: return uci_backend_delete(b);
@@ -54,27 +54,27 @@ int copy_found(const uci_backend_found& found, char* output) {
 }
 
 // Looks the package named by `name` up: 0 or the UCI error number.
-int lookup_package(uci_backend* b, const char* name) {
+int lookup_package(uci_backend_context* b, const char* name) {
     char package[64];
     copy_text(package, sizeof package, name);
     uci_backend_found found;
     return uci_backend_lookup(b, package, &found);
 }
 
-int commit_in(uci_backend* b, const char* package) {
+int commit_in(uci_backend_context* b, const char* package) {
     if (!b || !package || lookup_package(b, package) != 0 || uci_backend_commit(b) != 0)
         return -VESPIN_ERR_FAILURE;
     uci_backend_unload(b);
     return 0;
 }
 
-int rollback_in(uci_backend* b, const char* package) {
+int rollback_in(uci_backend_context* b, const char* package) {
     if (!b || !package || lookup_package(b, package) != 0) return VESPIN_ERR_FAILURE;
     return uci_backend_revert(b);
 }
 
 // Kind 0 with "PACKAGE TYPE": a new anonymous section, saved as pending.
-int add_pending_section(uci_backend* b, const char* text) {
+int add_pending_section(uci_backend_context* b, const char* text) {
     char package[64] = "";
     char type[64] = "";
     if (sscanf(text, "%63s %63s", package, type) != 2) return VESPIN_ERR_FAILURE;
@@ -84,7 +84,7 @@ int add_pending_section(uci_backend* b, const char* text) {
     return 0;
 }
 
-int set_in(uci_backend* b, unsigned int kind, const char* text) {
+int set_in(uci_backend_context* b, unsigned int kind, const char* text) {
     if (kind == 0 && strchr(text, ' ')) return add_pending_section(b, text);
     char path[256];
     copy_text(path, sizeof path, text);
@@ -113,7 +113,7 @@ int set_in(uci_backend* b, unsigned int kind, const char* text) {
 extern "C" {
 
 uci_context* vespin_uci_ctx_new(void) {
-    uci_backend* b = uci_backend_new();
+    uci_backend_context* b = uci_backend_new();
     if (!b) {
         VLOG_ERROR("Fail to alloc uci_context");
         return VESPIN_ERROR_PTR(uci_context*, VESPIN_ERR_FAILURE);
@@ -122,7 +122,7 @@ uci_context* vespin_uci_ctx_new(void) {
 }
 
 int vespin_uci_ctx_cmd(uci_context* ctx, unsigned int kind, const char* text) {
-    uci_backend* b = backend_of(ctx);
+    uci_backend_context* b = backend_of(ctx);
     if (!b || !text) return VESPIN_ERR_FAILURE;
     char path[256];
     char second[64] = "";
@@ -152,7 +152,7 @@ int vespin_uci_ctx_cmd(uci_context* ctx, unsigned int kind, const char* text) {
 int vespin_uci_ctx_delete_section(uci_context* ctx, const char* path) { return vespin_uci_ctx_cmd(ctx, 2, path); }
 
 int vespin_uci_ctx_get(uci_context* ctx, const char* path, char* output) {
-    uci_backend* b = backend_of(ctx);
+    uci_backend_context* b = backend_of(ctx);
     if (!b || !path || !output) return VESPIN_ERR_FAILURE;
     char cut[128];
     copy_text(cut, sizeof cut, path);
@@ -172,11 +172,11 @@ int vespin_uci_ctx_commit(uci_context* ctx, const char* package) { return commit
 int vespin_uci_ctx_rollback(uci_context* ctx, const char* package) { return rollback_in(backend_of(ctx), package); }
 
 void vespin_uci_ctx_free(uci_context* ctx) {
-    if (uci_backend* b = backend_of(ctx)) uci_backend_free(b);
+    if (uci_backend_context* b = backend_of(ctx)) uci_backend_free(b);
 }
 
 int vespin_uci_get(const char* path, char* output) {
-    uci_backend* b = uci_backend_new();
+    uci_backend_context* b = uci_backend_new();
     if (!b) {
         VLOG_ERROR("Fail to alloc uci_context");
         return VESPIN_ERR_NO_MEMORY;
@@ -188,7 +188,7 @@ int vespin_uci_get(const char* path, char* output) {
 
 int vespin_uci_set(unsigned int kind, const char* text) {
     if (!text || !*text) return VESPIN_ERR_FAILURE;
-    uci_backend* b = uci_backend_new();
+    uci_backend_context* b = uci_backend_new();
     if (!b) {
         VLOG_ERROR("Fail to alloc uci_context");
         return VESPIN_ERR_NO_MEMORY;
