@@ -4,6 +4,26 @@
 
 namespace vuci {
 
+namespace {
+
+// Which bytes stop a run of ordinary bytes, in each reading state.
+struct byte_set {
+    bool has[256] = {};
+    byte_set(const char* bytes, size_t n) {
+        for (size_t i = 0; i < n; ++i) has[(unsigned char)bytes[i]] = true;
+    }
+};
+const byte_set kUnquoted(" \t\r\n#'\"\\", 9);  // and NUL
+const byte_set kSingleQuoted("'\n", 3);
+const byte_set kDoubleQuoted("\"\\\n", 4);
+
+size_t scan_to(const std::string& text, size_t pos, const byte_set& stop) {
+    while (pos < text.size() && !stop.has[(unsigned char)text[pos]]) ++pos;
+    return pos;
+}
+
+}  // namespace
+
 void word_scanner::newline_at(size_t newline_pos) {
     ++line_;
     line_start_ = newline_pos + 1;
@@ -37,6 +57,11 @@ bool word_scanner::quoted(char quote, std::string* word, parse_error* error) {
     int start_line = line_;
     size_t start_line_begin = line_start_;
     for (++pos_; pos_ < text_.size(); ++pos_) {
+        // Copy the run of ordinary bytes up to the next byte of interest at once.
+        size_t run = scan_to(text_, pos_, quote == '"' ? kDoubleQuoted : kSingleQuoted);
+        word->append(text_, pos_, run - pos_);
+        pos_ = run;
+        if (pos_ >= text_.size()) break;
         char c = text_[pos_];
         if (c == quote) {
             ++pos_;
@@ -67,6 +92,10 @@ bool word_scanner::quoted(char quote, std::string* word, parse_error* error) {
 bool word_scanner::read_word(std::string* word, parse_error* error) {
     word->clear();
     while (pos_ < text_.size()) {
+        size_t run = scan_to(text_, pos_, kUnquoted);
+        word->append(text_, pos_, run - pos_);
+        pos_ = run;
+        if (pos_ >= text_.size()) break;
         char c = text_[pos_];
         switch (c) {
         case ' ': case '\t': case '\r': case '\n': case '#':
