@@ -13,17 +13,25 @@ int nng_client::open(const std::string& address, uint16_t port, int timeout_ms, 
     open_ = true;
     nng_socket_set_ms(socket_, NNG_OPT_SENDTIMEO, timeout_ms);
     nng_socket_set_ms(socket_, NNG_OPT_RECVTIMEO, timeout_ms);
-    rv = nng_dial(socket_, url.c_str(), nullptr, 0);
+    // A blocking dial would wait out nng's own 10-second handshake with a
+    // frozen node; dialing in the background lets the send timeout bound it.
+    rv = nng_dial(socket_, url.c_str(), nullptr, NNG_FLAG_NONBLOCK);
     if (rv != 0) {
         *why = "cannot connect to " + url + ": " + nng_strerror(rv);
         close();
         return VESPIN_ERR_TRANSPORT;
     }
+    url_ = url;
+    timeout_ms_ = timeout_ms;
     return 0;
 }
 
 int nng_client::call(const std::string& request, std::string* reply, std::string* why) {
     int rv = nng_send(socket_, const_cast<char*>(request.c_str()), request.size() + 1, 0);
+    if (rv == NNG_ETIMEDOUT) {
+        *why = "cannot connect to " + url_ + " within " + std::to_string(timeout_ms_) + " ms";
+        return VESPIN_ERR_TRANSPORT;
+    }
     if (rv != 0) {
         *why = std::string("cannot send the request: ") + nng_strerror(rv);
         return VESPIN_ERR_TRANSPORT;
@@ -32,7 +40,7 @@ int nng_client::call(const std::string& request, std::string* reply, std::string
     size_t size = 0;
     rv = nng_recv(socket_, &data, &size, NNG_FLAG_ALLOC);
     if (rv != 0) {
-        *why = std::string("no answer: ") + nng_strerror(rv);
+        *why = "no answer from " + url_ + ": " + nng_strerror(rv);
         return VESPIN_ERR_TRANSPORT;
     }
     // The answer carries its NUL; stop at the first one in any case.

@@ -24,7 +24,9 @@ class nng_client {
     nng_client(const nng_client&) = delete;
     nng_client& operator=(const nng_client&) = delete;
 
-    // Dials the node; sends and answers each wait at most timeout_ms.
+    // Starts dialing the node in the background; connecting and sending
+    // together, and then the answer, each wait at most timeout_ms (a node
+    // that refuses connections is therefore reported after timeout_ms).
     // 0, or 600406 with *why set.
     int open(const std::string& address, uint16_t port, int timeout_ms, std::string* why);
     // Sends the request (with its NUL) and receives the response text:
@@ -35,6 +37,8 @@ class nng_client {
   private:
     nng_socket socket_ = NNG_SOCKET_INITIALIZER;
     bool open_ = false;
+    std::string url_;
+    int timeout_ms_ = 0;
 };
 
 // One call on a fresh connection: 0, or 600406 with *why set.
