@@ -27,6 +27,12 @@ struct engine {
     void write_package(const std::string& name, const std::string& text) { root.write("/etc/config/" + name, text); }
     std::string package_file(const std::string& name) { return root.read("/etc/config/" + name); }
     std::string delta_file(const std::string& name) { return root.read("/tmp/.uci/" + name); }
+    // Looks "pkg.sec.opt=value" up and sets it, pending in memory.
+    int set(const std::string& assignment) {
+        ref r;
+        int err = ctx.lookup(assignment, &r);
+        return err ? err : ctx.set(r);
+    }
 };
 
 // Parses a text as package "demo" and writes it back as a commit would.
@@ -275,10 +281,8 @@ TEST(UciCommit, RevertAndEmptyCommitLeaveFilesAsTheyWere) {
     ASSERT_EQ(OK, e.ctx.commit(r.p, false));
     EXPECT_EQ(original, e.package_file("net"));
 
-    ASSERT_EQ(OK, e.ctx.lookup("net.a.x=2", &r));
-    ASSERT_EQ(OK, e.ctx.set(r));
-    ASSERT_EQ(OK, e.ctx.lookup("net.a.y=3", &r));
-    ASSERT_EQ(OK, e.ctx.set(r));
+    ASSERT_EQ(OK, e.set("net.a.x=2"));
+    ASSERT_EQ(OK, e.set("net.a.y=3"));
     ASSERT_EQ(OK, e.ctx.revert("net", "a", "x"));
     EXPECT_EQ("net.a.y='3'\n", e.delta_file("net"));
     ASSERT_EQ(OK, e.ctx.revert("net", "", ""));
@@ -294,15 +298,12 @@ TEST(UciCommit, AFailedWriteKeepsThePackageAndItsPendingChanges) {
     engine e;
     const std::string original = "config item a\n\toption x 1\n";
     e.write_package("net", original);
-    ref r;
-    ASSERT_EQ(OK, e.ctx.lookup("net.a.x=2", &r));
-    ASSERT_EQ(OK, e.ctx.set(r));
-    ASSERT_EQ(OK, e.ctx.save(r.p));
-    ASSERT_EQ(OK, e.ctx.lookup("net.a.y=3", &r));
-    ASSERT_EQ(OK, e.ctx.set(r));
+    ASSERT_EQ(OK, e.set("net.a.x=2"));
+    ASSERT_EQ(OK, e.ctx.save(e.ctx.loaded("net")));
+    ASSERT_EQ(OK, e.set("net.a.y=3"));
 
     set_write_fault(ENOSPC);  // the disk fills up half-way through the temporary file
-    EXPECT_EQ(ERR_IO, e.ctx.commit(r.p, false));
+    EXPECT_EQ(ERR_IO, e.ctx.commit(e.ctx.loaded("net"), false));
     set_write_fault(0);
     EXPECT_EQ(original, e.package_file("net"));
     EXPECT_EQ("net.a.x='2'\n", e.delta_file("net"));
@@ -317,11 +318,10 @@ TEST(UciCommit, AFailedWriteKeepsThePackageAndItsPendingChanges) {
     EXPECT_EQ("\nconfig item 'a'\n\toption x '2'\n\toption y '3'\n\n", e.package_file("net"));
 
     if (geteuid() != 0) {  // permissions do not stop root
-        ASSERT_EQ(OK, e.ctx.lookup("net.a.x=4", &r));
-        ASSERT_EQ(OK, e.ctx.set(r));
+        ASSERT_EQ(OK, e.set("net.a.x=4"));
         std::string before = e.package_file("net");
         chmod(e.root.path("/etc/config").c_str(), 0555);
-        EXPECT_EQ(ERR_IO, e.ctx.commit(r.p, false));
+        EXPECT_EQ(ERR_IO, e.ctx.commit(e.ctx.loaded("net"), false));
         chmod(e.root.path("/etc/config").c_str(), 0755);
         EXPECT_EQ(before, e.package_file("net"));
     }

@@ -1,6 +1,7 @@
 #include "files.h"
 
 #include "model.h"
+#include "platform.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -48,22 +49,8 @@ void make_directories(const std::string& dir) {
 void set_write_fault(int error_number) { g_write_fault = error_number; }
 
 int read_file(const std::string& path, std::string* out) {
-    int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return errno == ENOENT || errno == ENOTDIR ? ERR_NOTFOUND : ERR_IO;
-    out->clear();
-    char chunk[16384];
-    for (;;) {
-        ssize_t n = read(fd, chunk, sizeof chunk);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) {
-            close(fd);
-            return ERR_IO;
-        }
-        if (n == 0) break;
-        out->append(chunk, (size_t)n);
-    }
-    close(fd);
-    return OK;
+    if (plat_read_file(path.c_str(), out)) return OK;
+    return errno == ENOENT || errno == ENOTDIR ? ERR_NOTFOUND : ERR_IO;
 }
 
 mode_t file_mode(const std::string& path, mode_t fallback) {

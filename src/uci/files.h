@@ -8,7 +8,9 @@
 
 namespace vuci {
 
-// Reads a whole file: OK, ERR_NOTFOUND (missing) or ERR_IO.
+// Reads a whole file through the platform (the paths the engine is given
+// are resolved already, so they pass unchanged): OK, ERR_NOTFOUND (missing)
+// or ERR_IO.
 int read_file(const std::string& path, std::string* out);
 // Replaces a file through a temporary file in the same directory (written,
 // flushed, renamed over it): on any failure the old file is untouched.
