@@ -106,6 +106,10 @@ TEST(UciFormat, AnonymousSectionsAreNamedByCounterAndTypeHash) {
     EXPECT_EQ("cfg0392bd", p.sections[2]->name);
     EXPECT_EQ("cfg04b619", p.sections[3]->name);
     EXPECT_TRUE(p.find("cfg0392bd"));
+    // A generated name steps past a section that already carries it.
+    package taken;
+    ASSERT_EQ(OK, parse_package("config item cfg029e34\nconfig item\n", true, &taken, nullptr));
+    EXPECT_EQ("cfg039e34", taken.sections[1]->name);
     // Export names anonymous sections only when asked to.
     package one;
     one.name = "demo";

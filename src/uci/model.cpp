@@ -70,7 +70,12 @@ section* package::create(const std::string& type, const std::string& section_nam
     ++created;
     s->type = type;
     s->anonymous = section_name.empty();
-    s->name = section_name.empty() ? anonymous_name(created, type) : section_name;
+    s->name = section_name;
+    if (s->anonymous) {
+        // A generated name never takes the name of a section that exists already.
+        s->name = anonymous_name(created, type);
+        while (find(s->name)) s->name = anonymous_name(++created, type);
+    }
     section* made = s.get();
     by_name_[made->name] = made;
     sections.push_back(std::move(s));
