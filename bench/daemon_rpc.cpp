@@ -30,7 +30,9 @@ struct figures {
     double requests_per_second = 0;
     double median_us = 0;
 };
-std::map<std::string, figures> measured;
+// The figures of every full run, by benchmark; the summary takes the median
+// of each figure over the runs (use --benchmark_repetitions on a busy machine).
+std::map<std::string, std::vector<figures>> measured;
 
 std::string request_text, response_text;
 uint16_t node_port, raw_nng_port, raw_udp_port;
@@ -42,7 +44,7 @@ double median(std::vector<double> values) {
     return n % 2 ? values[n / 2] : (values[n / 2 - 1] + values[n / 2]) / 2;
 }
 
-// Times every call; keeps the figures of the last full run under `name`.
+// Times every call; keeps the figures of a full run under `name`.
 void measure(benchmark::State& state, const char* name, const std::function<bool()>& call) {
     std::vector<double> samples;
     samples.reserve(1 << 16);
@@ -59,7 +61,7 @@ void measure(benchmark::State& state, const char* name, const std::function<bool
     figures result = {seconds > 0 ? samples.size() / seconds : 0, median(samples)};
     state.counters["rps"] = result.requests_per_second;
     state.counters["median_us"] = result.median_us;
-    if (state.iterations() >= 100) measured[name] = result;
+    if (state.iterations() >= 100) measured[name].push_back(result);
 }
 
 // Calls over one req0 connection to the port.
@@ -153,12 +155,24 @@ struct raw_udp_server {
     }
 };
 
-void print_ratio(const char* transport, const figures& node, const figures& raw) {
+figures median_figures(const std::vector<figures>& runs) {
+    std::vector<double> rates, medians;
+    for (const auto& run : runs) {
+        rates.push_back(run.requests_per_second);
+        medians.push_back(run.median_us);
+    }
+    return {median(rates), median(medians)};
+}
+
+void print_ratio(const char* transport, const char* node_name, const char* raw_name) {
+    if (!measured.count(node_name) || !measured.count(raw_name)) return;
+    figures node = median_figures(measured[node_name]), raw = median_figures(measured[raw_name]);
     printf("%-9s daemon %8.0f req/s, median %6.1f us | raw %8.0f req/s, median %6.1f us | "
-           "latency x%.2f, throughput x%.2f of raw\n",
+           "latency x%.2f, throughput x%.2f of raw (%zu runs)\n",
            transport, node.requests_per_second, node.median_us, raw.requests_per_second, raw.median_us,
            raw.median_us > 0 ? node.median_us / raw.median_us : 0,
-           raw.requests_per_second > 0 ? node.requests_per_second / raw.requests_per_second : 0);
+           raw.requests_per_second > 0 ? node.requests_per_second / raw.requests_per_second : 0,
+           measured[node_name].size());
 }
 
 }  // namespace
@@ -195,10 +209,8 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
 
-    if (measured.count("daemon nng") && measured.count("raw nng"))
-        print_ratio("nng", measured["daemon nng"], measured["raw nng"]);
-    if (measured.count("daemon udp") && measured.count("raw udp"))
-        print_ratio("datagrams", measured["daemon udp"], measured["raw udp"]);
+    print_ratio("nng", "daemon nng", "raw nng");
+    print_ratio("datagrams", "daemon udp", "raw udp");
 
     raw_udp.stop();
     raw_nng.stop();
