@@ -1,6 +1,6 @@
 // The node daemon end to end: real vespind processes on emulated roots with
 // loopback addresses, called over nng and over datagrams and through the
-// control CLI. Every daemon is killed and reaped when its test ends, even on
+// control CLI, and the mesh launcher. Every daemon is killed and reaped when its test ends, even on
 // failure. Each test uses its own addresses so that tests can run in parallel.
 #include "msghandle.h"
 #include "test_root.h"
@@ -383,4 +383,23 @@ TEST(NodeDaemon, ControlCliPrintsAnswersAndSaysWhatFailed) {
     EXPECT_NE(std::string::npos, nobody.output.find("transport failure (600406) calling system.info on 127.0.1.8 "
                                                     "over nng: cannot connect to tcp4://127.0.1.8:10010"))
         << nobody.output;
+}
+
+TEST(MeshLauncher, StartsAGatewayAndTwoSatellitesPrintsOneTableAndStopsThem) {
+    test_root scratch;
+    std::string output = scratch.path("/tmp/mesh.out");
+    pid_t launcher = spawn({std::string(VESPIN_TOOLS_DIR) + "/vespin-mesh", "--once", "--net", "127.0.2", "--sim",
+                            std::string(VESPIN_SOURCE_DIR) + "/sim", "--tools", VESPIN_TOOLS_DIR},
+                           scratch.dir(), output);
+    EXPECT_EQ(0, wait_exit(launcher, 60));
+    std::string text = read_file(output);
+    EXPECT_NE(std::string::npos, text.find("1    gateway   127.0.2.2  0124110001000001 Q5    gateway      ")) << text;
+    EXPECT_NE(std::string::npos, text.find("2    satellite 127.0.2.3  0224110001000002 Lark  satellite-1  ")) << text;
+    EXPECT_NE(std::string::npos, text.find("3    satellite 127.0.2.4  0224110001000003 Lark  satellite-2  ")) << text;
+    EXPECT_NE(std::string::npos, text.find("satellite-2  stopped (exit status 0)")) << text;
+    // The nodes' roots go with the mesh.
+    size_t at = text.find("/tmp/vespin-mesh-");
+    ASSERT_NE(std::string::npos, at);
+    std::string work = text.substr(at, text.find('\n', at) - at);
+    EXPECT_NE(0, access(work.c_str(), F_OK)) << work;
 }

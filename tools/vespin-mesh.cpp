@@ -5,14 +5,16 @@
 // prints the answers as one table. Then it keeps the mesh running until
 // Ctrl-C (or stops at once with --once) and stops every daemon.
 //
-//   vespin-mesh [--satellites N] [--once] [--keep] [--sim DIR] [--tools DIR]
+//   vespin-mesh [--satellites N] [--once] [--keep] [--net A.B.C] [--sim DIR] [--tools DIR]
 //
-// --sim: the directory holding mkroot.sh (default "sim"); --tools: the
+// --net: the first three numbers of the nodes' addresses (default 127.0.0;
+// node i gets A.B.C.<i+1>), so that two meshes can run side by side; --sim: the directory holding mkroot.sh (default "sim"); --tools: the
 // directory holding vespind (default: this program's own); --keep: leave the
 // roots (under /tmp/vespin-mesh-*) in place for inspection.
 #include "node_client.h"
 #include "response.h"
 
+#include <arpa/inet.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -45,7 +47,7 @@ struct node {
 struct options {
     int satellites = 2;
     bool once = false, keep = false;
-    std::string sim = "sim", tools;
+    std::string net = "127.0.0", sim = "sim", tools;
 };
 
 double seconds_now() {
@@ -71,6 +73,8 @@ bool parse_options(int argc, char** argv, options* out) {
         } else if (option == "--satellites" && has_value) {
             out->satellites = atoi(argv[++i]);
             if (out->satellites < 0 || out->satellites > kMaxSatellites) return false;
+        } else if (option == "--net" && has_value) {
+            out->net = argv[++i];
         } else if (option == "--sim" && has_value) {
             out->sim = argv[++i];
         } else if (option == "--tools" && has_value) {
@@ -80,7 +84,8 @@ bool parse_options(int argc, char** argv, options* out) {
         }
     }
     if (out->tools.empty()) out->tools = own_directory();
-    return true;
+    struct in_addr check;
+    return inet_pton(AF_INET, (out->net + ".1").c_str(), &check) == 1;
 }
 
 // Runs a program and waits for it; true when it exits with 0.
@@ -269,7 +274,9 @@ void wait_for_stop(std::vector<node>& nodes, const sigset_t& stop_signals) {
 int main(int argc, char** argv) {
     options opts;
     if (!parse_options(argc, argv, &opts)) {
-        fprintf(stderr, "usage: vespin-mesh [--satellites N (0..%d)] [--once] [--keep] [--sim DIR] [--tools DIR]\n",
+        fprintf(stderr,
+                "usage: vespin-mesh [--satellites N (0..%d)] [--once] [--keep] [--net A.B.C] [--sim DIR] "
+                "[--tools DIR]\n",
                 kMaxSatellites);
         return 64;
     }
@@ -296,7 +303,7 @@ int main(int argc, char** argv) {
         node n;
         n.number = i;
         n.role = i == 1 ? "gateway" : "satellite";
-        n.address = "127.0.0." + std::to_string(i + 1);
+        n.address = opts.net + "." + std::to_string(i + 1);
         // "01..." is a Q5, "02..." a Lark; 16 characters each.
         char serial[32];
         snprintf(serial, sizeof serial, "%s2411000100%04d", i == 1 ? "01" : "02", i);
