@@ -1,7 +1,8 @@
 // The node daemon end to end: real vespind processes on emulated roots with
-// loopback addresses, called over nng and over datagrams and through the
-// control CLI, and the mesh launcher. Every daemon is killed and reaped when its test ends, even on
-// failure. Each test uses its own addresses so that tests can run in parallel.
+// loopback addresses, called over nng, over datagrams and through the
+// control CLI; and the mesh launcher. Every daemon is killed and reaped when
+// its test ends, even on failure. Each test uses its own addresses so that
+// tests can run in parallel.
 #include "msghandle.h"
 #include "test_root.h"
 
