@@ -256,6 +256,15 @@ TEST(UciDelta, ChangesAreSavedAsLinesAndReplayedOnLoad) {
         e.package_file("net"));
     EXPECT_TRUE(e.root.exists("/tmp/.uci/net"));
     EXPECT_EQ("", e.delta_file("net"));
+
+    chmod(e.root.path("/etc/config/net").c_str(), 0660);
+    unlink(e.root.path("/tmp/.uci/net").c_str());
+    ASSERT_EQ(OK, other.lookup("net.a.x=3", &r));
+    ASSERT_EQ(OK, other.set(r));
+    ASSERT_EQ(OK, other.save(r.p));
+    EXPECT_EQ(0660u, file_mode(e.root.path("/tmp/.uci/net"), 0)) << "delta files take the package's mode";
+    ASSERT_EQ(OK, other.commit(r.p, false));
+    EXPECT_EQ(0660u, file_mode(e.root.path("/etc/config/net"), 0)) << "a commit keeps the mode";
 }
 
 TEST(UciDelta, ReadingSkipsMalformedLinesAndOtherPackages) {

@@ -73,7 +73,9 @@ int append_file(const std::string& path, const std::string& data, mode_t mode) {
     make_directories(directory_of(path));
     int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, mode);
     if (fd < 0) return ERR_IO;
-    bool ok = write_all(fd, data);
+    // A new file gets exactly the mode asked for, whatever the umask.
+    struct stat st;
+    bool ok = fstat(fd, &st) == 0 && (st.st_size > 0 || fchmod(fd, mode) == 0) && write_all(fd, data);
     if (close(fd) != 0) ok = false;
     return ok ? OK : ERR_IO;
 }
