@@ -33,9 +33,15 @@ int usage() {
 // Claims the pid file: false (logged) when another daemon owns it.
 bool claim_pid_file() {
     int other = check_pid(kPidFile);
-    if (other == 0 && write_pid(kPidFile) != 0) return true;
-    if (other == 0) other = read_pid(kPidFile);
-    VLOG_ERROR("Another vespind (pid %d) is running on this root: %s is taken; not starting", other, kPidFile);
+    if (other == 0) {
+        if (write_pid(kPidFile) != 0) return true;
+        // Another starter held the lock, or the file cannot be written.
+        other = check_pid(kPidFile);
+    }
+    if (other != 0)
+        VLOG_ERROR("Another vespind (pid %d) is running on this root: %s is taken; not starting", other, kPidFile);
+    else
+        VLOG_ERROR("Fail to write the pid file %s; not starting", kPidFile);
     return false;
 }
 
