@@ -11,7 +11,7 @@ fail=0
 for name in $(nm -D --defined-only "$lib" | awk '{print $3}'); do
   case "$name" in
     _Z*) echo "exported C++ symbol: $name"; fail=1; continue ;;
-    _init|_fini|_edata|_end|__bss_start) continue ;;
+    _init|_fini|_edata|_end|__bss_start|__odr_asan*|__asan*) continue ;;
   esac
   if ! grep -q -E "(^|[^A-Za-z0-9_])$name *[(]|extern int $name;" "$src"/include/*.h; then
     echo "exported but not declared in include/: $name"; fail=1

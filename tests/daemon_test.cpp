@@ -189,20 +189,20 @@ cli_result run_cli(const node_daemon& node, std::vector<std::string> arguments, 
 }  // namespace
 
 TEST(NodeDaemon, AnswersTheSameMethodsOverNngAndDatagrams) {
-    node_daemon gateway("127.0.0.2", "0124110001000001", "gateway");
-    node_daemon satellite("127.0.0.3", "0224110001000002", "satellite-1");
+    node_daemon gateway("127.0.0.2", "012411000100001", "gateway");
+    node_daemon satellite("127.0.0.3", "022411000100002", "satellite-1");
     ASSERT_TRUE(gateway.start()) << read_file(gateway.log_path());
     ASSERT_TRUE(satellite.start()) << read_file(satellite.log_path());
 
     const std::string identity = "{\"method\":\"system.identity\"}";
     for (const std::string& answer : {nng_call(gateway.address(), identity), udp_call(gateway.address(), identity)}) {
-        EXPECT_EQ("0124110001000001", result_of(answer, "sn")) << answer;
+        EXPECT_EQ("012411000100001", result_of(answer, "sn")) << answer;
         EXPECT_EQ("Q5", result_of(answer, "model"));
         EXPECT_EQ("gateway", result_of(answer, "name"));
         EXPECT_EQ("1.9.7", result_of(answer, "firmware"));
     }
     std::string satellite_identity = udp_call(satellite.address(), identity);
-    EXPECT_EQ("0224110001000002", result_of(satellite_identity, "sn")) << satellite_identity;
+    EXPECT_EQ("022411000100002", result_of(satellite_identity, "sn")) << satellite_identity;
     EXPECT_EQ("Lark", result_of(satellite_identity, "model"));
 
     std::string info = nng_call(satellite.address(), "{\"method\":\"system.info\"}");
@@ -221,7 +221,7 @@ TEST(NodeDaemon, AnswersTheSameMethodsOverNngAndDatagrams) {
 }
 
 TEST(NodeDaemon, AnswersMalformedRequestsWithACodeAndMessage) {
-    node_daemon node("127.0.1.2", "0124110001000001", "malformed");
+    node_daemon node("127.0.1.2", "012411000100001", "malformed");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
     struct case_row {
         std::string request, code, message;
@@ -254,7 +254,7 @@ TEST(NodeDaemon, AnswersMalformedRequestsWithACodeAndMessage) {
 }
 
 TEST(NodeDaemon, AnswersADatagramOfTheReceiversFullSize) {
-    node_daemon node("127.0.1.3", "0124110001000001", "fullsize");
+    node_daemon node("127.0.1.3", "012411000100001", "fullsize");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
     std::string head = "{\"method\":\"version.compare\",\"params\":{\"a\":\"1.1.9\",\"b\":\"1.2.0\",\"pad\":\"";
     std::string tail = "\"}}";
@@ -272,7 +272,7 @@ TEST(NodeDaemon, AnswersADatagramOfTheReceiversFullSize) {
 }
 
 TEST(NodeDaemon, RunsTheAfterReplyActionOnceTheCallerHasItsAnswer) {
-    node_daemon node("127.0.1.4", "0224110001000009", "before");
+    node_daemon node("127.0.1.4", "022411000100009", "before");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
     std::string answer = udp_call(node.address(), "{\"method\":\"system.set_name\",\"params\":{\"name\":\"after\"}}");
     EXPECT_EQ("after", result_of(answer, "name")) << answer;
@@ -297,7 +297,7 @@ TEST(NodeDaemon, RunsTheAfterReplyActionOnceTheCallerHasItsAnswer) {
 }
 
 TEST(NodeDaemon, CallerGetsTheTransportFailureWhenTheDaemonDiesMidCall) {
-    node_daemon node("127.0.1.5", "0124110001000001", "victim");
+    node_daemon node("127.0.1.5", "012411000100001", "victim");
     // "system.info" runs top: this one takes its time, so the daemon can be
     // killed while it is answering.
     node.root().write("/bin/top", "#!/bin/sh\nsleep 2\n");
@@ -338,7 +338,7 @@ TEST(NodeDaemon, CallerGetsTheTransportFailureWhenTheDaemonDiesMidCall) {
 }
 
 TEST(NodeDaemon, SecondDaemonOnTheSameRootRefusesToStart) {
-    node_daemon node("127.0.1.6", "0124110001000001", "first");
+    node_daemon node("127.0.1.6", "012411000100001", "first");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
     std::string output = node.root().path("/var/log/second.log");
     pid_t second = spawn({kDaemon}, node.root().dir(), output);
@@ -357,12 +357,12 @@ TEST(NodeDaemon, SecondDaemonOnTheSameRootRefusesToStart) {
 }
 
 TEST(NodeDaemon, ControlCliPrintsAnswersAndSaysWhatFailed) {
-    node_daemon node("127.0.1.7", "0224110001000007", "cli-node");
+    node_daemon node("127.0.1.7", "022411000100007", "cli-node");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
 
     cli_result ok = run_cli(node, {"--node", node.address(), "system.identity"});
     EXPECT_EQ(0, ok.status);
-    EXPECT_NE(std::string::npos, ok.output.find("sn: 0224110001000007\nmodel: Lark\nname: cli-node\n")) << ok.output;
+    EXPECT_NE(std::string::npos, ok.output.find("sn: 022411000100007\nmodel: Lark\nname: cli-node\n")) << ok.output;
 
     cli_result raw = run_cli(node, {"--node", node.address(), "--udp", "--json", "version.compare",
                                     "{\"a\":\"1.0.0\",\"b\":\"1.0.0\"}"});
@@ -394,9 +394,9 @@ TEST(MeshLauncher, StartsAGatewayAndTwoSatellitesPrintsOneTableAndStopsThem) {
                            scratch.dir(), output);
     EXPECT_EQ(0, wait_exit(launcher, 60));
     std::string text = read_file(output);
-    EXPECT_NE(std::string::npos, text.find("1    gateway   127.0.2.2  0124110001000001 Q5    gateway      ")) << text;
-    EXPECT_NE(std::string::npos, text.find("2    satellite 127.0.2.3  0224110001000002 Lark  satellite-1  ")) << text;
-    EXPECT_NE(std::string::npos, text.find("3    satellite 127.0.2.4  0224110001000003 Lark  satellite-2  ")) << text;
+    EXPECT_NE(std::string::npos, text.find("1    gateway   127.0.2.2  012411000100001  Q5    gateway      ")) << text;
+    EXPECT_NE(std::string::npos, text.find("2    satellite 127.0.2.3  022411000100002  Lark  satellite-1  ")) << text;
+    EXPECT_NE(std::string::npos, text.find("3    satellite 127.0.2.4  022411000100003  Lark  satellite-2  ")) << text;
     EXPECT_NE(std::string::npos, text.find("satellite-2  stopped (exit status 0)")) << text;
     // The nodes' roots go with the mesh.
     size_t at = text.find("/tmp/vespin-mesh-");

@@ -306,7 +306,7 @@ int main(int argc, char** argv) {
         n.address = opts.net + "." + std::to_string(i + 1);
         // "01..." is a Q5, "02..." a Lark; 16 characters each.
         char serial[32];
-        snprintf(serial, sizeof serial, "%s2411000100%04d", i == 1 ? "01" : "02", i);
+        snprintf(serial, sizeof serial, "%s241100010%04d", i == 1 ? "01" : "02", i);
         n.serial = serial;
         n.name = i == 1 ? "gateway" : "satellite-" + std::to_string(i - 1);
         n.root = work + "/node" + std::to_string(i);
