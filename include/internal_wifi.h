@@ -52,7 +52,8 @@ VESPIN_API int vespin_get_region_id(uint32_t *region_id);
  * 0, 600001 (UCI), 600002 (settings). */
 VESPIN_API int guest_wifi_config_load(guest_wifi_config *list);
 /* Replaces the "multipleap" items with the list (an enabled entry without
- * an enabled_time gets the current time), writes every guest interface,
+ * an enabled_time keeps the stored one when it was enabled already, else
+ * gets the current time), writes every guest interface,
  * flushes the settings and runs "/bin/vespin_cron.sh restart". 0, 100208
  * (a bad id or count; nothing written), 600001 (UCI), 600002 (settings). */
 VESPIN_API int config_guest_wifi(const guest_wifi_config *list);

@@ -104,9 +104,21 @@ int32_t remaining_of(const guest_wifi& entry) {
     return left < 0 ? 0 : (int32_t)left;
 }
 
-int write_entries(const guest_wifi_config* list, const int32_t* enabled_times) {
+// When an enabled entry's time started: its own enabled_time when set,
+// else the stored one when the stored entry of that id was enabled already
+// (a change of its settings does not restart its time), else now.
+int32_t enabled_time_of(uci_context* ctx, const guest_wifi& entry) {
+    if (!entry.enabled || entry.enabled_time != 0) return entry.enabled_time;
+    const std::string section = std::string(kPackage) + "." + WIFI_FIELD(entry, id);
+    int32_t stored = read_number(ctx, section + ".enabled_time", 0);
+    return read_flag(ctx, section + ".enabled") && stored != 0 ? stored : (int32_t)plat_time();
+}
+
+int write_entries(const guest_wifi_config* list) {
     uci_context* ctx = guest_network_uci_ctx_new();
     if (vespin_is_error(ctx)) return VESPIN_ERR_FAILURE;
+    int32_t enabled_times[GUEST_WIFI_MAX] = {0};
+    for (uint32_t i = 0; i < list->count; i++) enabled_times[i] = enabled_time_of(ctx, list->entries[i]);
     int result = 0;
     for (int stale = 0; stale < kMostStaleSections; stale++) {
         const std::string first = std::string(kPackage) + ".@item[0]";
@@ -175,15 +187,13 @@ int guest_wifi_config_load(guest_wifi_config* list) {
 
 int config_guest_wifi(const guest_wifi_config* list) {
     if (!list || list->count > GUEST_WIFI_MAX) return VESPIN_ERR_INVALID_PARAM;
-    int32_t enabled_times[GUEST_WIFI_MAX] = {0};
     for (uint32_t i = 0; i < list->count; i++) {
         const guest_wifi& entry = list->entries[i];
         if (!valid_id(entry.id)) return VESPIN_ERR_INVALID_PARAM;
         for (uint32_t j = 0; j < i; j++)
             if (WIFI_FIELD(list->entries[j], id) == WIFI_FIELD(entry, id)) return VESPIN_ERR_INVALID_PARAM;
-        enabled_times[i] = entry.enabled && entry.enabled_time == 0 ? (int32_t)plat_time() : entry.enabled_time;
     }
-    int result = write_entries(list, enabled_times);
+    int result = write_entries(list);
     if (result == 0) result = write_interfaces(list);
     vwlan_idx = 0;
     if (result != 0) return result;
