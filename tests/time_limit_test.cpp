@@ -153,6 +153,7 @@ TEST(TimeLimitFactory, UpdateDeleteAndLookUp) {
     EXPECT_EQ(VESPIN_ERR_NO_CHANGE, time_limit_rule_factory_delete_rule(f.factory, kMac, "99999"));
     EXPECT_EQ(0, time_limit_rule_factory_delete_rule(f.factory, kMac, "00007"));
     EXPECT_EQ(nullptr, time_limit_rule_factory_get_rule(f.factory, kMac, "00007"));
+    EXPECT_EQ(nullptr, time_limit_rule_factory_get_by_mac(f.factory, kMac));  // its last rule is gone
     EXPECT_EQ(0, time_limit_rule_factory_delete_device(f.factory, kMac));
     EXPECT_EQ(VESPIN_ERR_NOT_FOUND, time_limit_rule_factory_delete_device(f.factory, kMac));
 

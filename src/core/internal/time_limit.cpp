@@ -116,6 +116,7 @@ int time_limit_get(uci_context* ctx, const char* mac, time_limit** rules, int* c
     if (!rules || !count) return VESPIN_ERR_INVALID_PARAM;
     std::vector<std::string> entries;
     result = stored_entries(ctx, mac, &entries);
+    if (result == 0 && entries.empty()) result = VESPIN_ERR_NOT_FOUND;  // a list emptied in this context
     if (result != 0) return result;
     auto* list = static_cast<time_limit*>(calloc(entries.size() + 1, sizeof(time_limit)));
     if (!list) return VESPIN_ERR_NO_MEMORY;
