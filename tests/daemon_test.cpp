@@ -404,3 +404,56 @@ TEST(MeshLauncher, StartsAGatewayAndTwoSatellitesPrintsOneTableAndStopsThem) {
     std::string work = text.substr(at, text.find('\n', at) - at);
     EXPECT_NE(0, access(work.c_str(), F_OK)) << work;
 }
+
+TEST(NodeDaemon, WifiGuestDeviceAndRuleMethodsApplyOnTheGateway) {
+    node_daemon node("127.0.12.2", "012411000100012", "wifi-gw");
+    ASSERT_TRUE(node.start()) << read_file(node.log_path());
+
+    cli_result set = run_cli(node, {"--node", node.address(), "--json", "wifi.set",
+                                    "{\"ssid\":\"Garden\",\"password\":\"garden-pass\"}"});
+    EXPECT_EQ(0, set.status) << set.output;
+    EXPECT_NE(std::string::npos, set.output.find("\"ssid\":\"Garden\"")) << set.output;
+    std::string wifi = nng_call(node.address(), "{\"method\":\"wifi.get\"}");
+    EXPECT_EQ("garden-pass", result_of(wifi, "password")) << wifi;
+    EXPECT_EQ("100208", error_code(nng_call(node.address(), "{\"method\":\"wifi.set\",\"params\":{\"password\":\"short\"}}")));
+    EXPECT_EQ("600100", error_code(udp_call(node.address(), "{\"method\":\"wifi.set\",\"params\":{\"encrypt_type\":4}}")));
+
+    // The change is in the command journal at once and in the store after the reply.
+    EXPECT_NE(std::string::npos, node.root().read("/var/log/commands").find("/bin/vespin_cron.sh restart\n"));
+    double deadline = seconds_now() + 5;
+    while (seconds_now() < deadline && node.root().read("/flash/mib.conf").find("\"Garden-5G\"") == std::string::npos)
+        usleep(20 * 1000);
+    std::string settings = node.root().read("/flash/mib.conf");
+    EXPECT_NE(std::string::npos, settings.find("1@1.0 = \"Garden\"")) << settings;
+    EXPECT_NE(std::string::npos, settings.find("1@0.0 = \"Garden-5G\"")) << settings;
+
+    std::string guest = nng_call(node.address(),
+                                 "{\"method\":\"guest.set\",\"params\":{\"guest_wifis\":[{\"id\":\"1\",\"enabled\":true,"
+                                 "\"duration\":-1,\"bands\":{\"2.4G\":{\"ssid\":\"Visit\",\"encrypt\":\"open\","
+                                 "\"enabled\":true}}}]}}");
+    EXPECT_NE(std::string::npos, guest.find("\"ssid\":\"Visit\"")) << guest;
+    EXPECT_NE(std::string::npos, node.root().read("/etc/config/multipleap").find("config item '1'"));
+
+    std::string assets = nng_call(node.address(),
+                                  "{\"method\":\"assets.set\",\"params\":{\"mac\":\"a0b1c2d3e4f5\",\"name\":\"TV\"}}");
+    EXPECT_EQ("TV", result_of(assets, "name")) << assets;
+    EXPECT_EQ("TV", result_of(udp_call(node.address(), "{\"method\":\"assets.get\",\"params\":{\"mac\":\"a0b1c2d3e4f5\"}}"), "name"));
+    EXPECT_EQ("100208", error_code(nng_call(node.address(),
+                                            "{\"method\":\"assets.set\",\"params\":{\"mac\":\"a0;reboot\",\"name\":\"x\"}}")));
+
+    std::string rules = nng_call(node.address(), "{\"method\":\"timelimit.add\",\"params\":{\"mac\":\"a0b1c2d3e4f5\","
+                                                 "\"rule\":\"00001|1|08:00|20:00|1,2\"}}");
+    EXPECT_EQ("{\"result\":[{\"id\":\"00001\",\"time_begin\":\"08:00\",\"time_end\":\"20:00\",\"schedule\":[\"1\",\"2\"],"
+              "\"enabled\":true}]}",
+              rules);
+    EXPECT_EQ("a0b1c2d3e4f5 00001|1|08:00|20:00|1,2\n", node.root().read("/var/run/timelimit.rules"));
+    rules = nng_call(node.address(), "{\"method\":\"timelimit.delete_device\",\"params\":{\"mac\":\"a0b1c2d3e4f5\"}}");
+    EXPECT_EQ("{\"result\":[]}", rules);
+    EXPECT_EQ("", node.root().read("/var/run/timelimit.rules"));
+
+    std::string admin = nng_call(node.address(), "{\"method\":\"admin.set\",\"params\":{\"password\":\"new-secret\"}}");
+    EXPECT_EQ("new-secret", result_of(admin, "password")) << admin;
+    std::string zone = nng_call(node.address(), "{\"method\":\"timezone.config.set\",\"params\":{\"offset\":-5}}");
+    EXPECT_EQ("-5", result_of(zone, "offset")) << zone;
+    EXPECT_EQ("1", result_of(zone, "position"));
+}

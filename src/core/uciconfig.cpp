@@ -3,6 +3,8 @@
 #include "uciconfig.h"
 
 #include "log.h"
+#include "platform/platform.h"
+#include "uci_read.h"
 #include "text.h"
 #include "uci/uci_backend.h"
 
@@ -62,7 +64,7 @@ int lookup_package(uci_backend_context* b, const char* name) {
 }
 
 int commit_in(uci_backend_context* b, const char* package) {
-    if (!b || !package || lookup_package(b, package) != 0 || uci_backend_commit(b) != 0)
+    if (!b || !package || plat_uci_write_fault() || lookup_package(b, package) != 0 || uci_backend_commit(b) != 0)
         return -VESPIN_ERR_FAILURE;
     uci_backend_unload(b);
     return 0;
@@ -123,7 +125,7 @@ uci_context* vespin_uci_ctx_new(void) {
 
 int vespin_uci_ctx_cmd(uci_context* ctx, unsigned int kind, const char* text) {
     uci_backend_context* b = backend_of(ctx);
-    if (!b || !text) return VESPIN_ERR_FAILURE;
+    if (!b || !text || plat_uci_write_fault()) return VESPIN_ERR_FAILURE;
     char path[256];
     char second[64] = "";
     if (kind == 1) {
@@ -167,6 +169,38 @@ int vespin_uci_ctx_get(uci_context* ctx, const char* path, char* output) {
     return copy_found(found, output);
 }
 
+}  // extern "C"
+
+int uci_ctx_find(uci_context* ctx, const char* path, std::string* text, std::vector<std::string>* items) {
+    uci_backend_context* b = backend_of(ctx);
+    if (!b || !path) return VESPIN_ERR_FAILURE;
+    char cut[256];
+    copy_text(cut, sizeof cut, path);
+    uci_backend_found found;
+    int err = uci_backend_lookup(b, cut, &found);
+    if (err == UCI_BACKEND_NOTFOUND || (err == 0 && !found.complete)) return VESPIN_ERR_NOT_FOUND;
+    if (err != 0) {
+        VLOG_ERROR("Uci not found, errcode: %d", err);
+        return VESPIN_ERR_FAILURE;
+    }
+    if (found.last == uci_backend_element::package) return VESPIN_ERR_MISSING_VALUE;
+    if (text) *text = found.text;
+    if (items) {
+        if (found.last == uci_backend_element::option_list) *items = found.items;
+        else *items = {found.text};
+    }
+    return 0;
+}
+
+int uci_ctx_get_text(uci_context* ctx, const char* path, char* out, size_t capacity) {
+    std::string text;
+    int result = uci_ctx_find(ctx, path, &text, nullptr);
+    if (result == 0) copy_text(out, capacity, text.c_str());
+    return result;
+}
+
+extern "C" {
+
 int vespin_uci_ctx_commit(uci_context* ctx, const char* package) { return commit_in(backend_of(ctx), package); }
 
 int vespin_uci_ctx_rollback(uci_context* ctx, const char* package) { return rollback_in(backend_of(ctx), package); }
@@ -187,7 +221,7 @@ int vespin_uci_get(const char* path, char* output) {
 }
 
 int vespin_uci_set(unsigned int kind, const char* text) {
-    if (!text || !*text) return VESPIN_ERR_FAILURE;
+    if (!text || !*text || plat_uci_write_fault()) return VESPIN_ERR_FAILURE;
     uci_backend_context* b = uci_backend_new();
     if (!b) {
         VLOG_ERROR("Fail to alloc uci_context");

@@ -50,4 +50,17 @@ void plat_test_fail_open(const std::string& router_path, int error_number) {
     plat_hooks_state().failing_opens.emplace_back(router_path, error_number);
 }
 
+void plat_test_fail_uci_write(int nth) {
+    auto& h = plat_hooks_state();
+    h.uci_writes_seen = 0;
+    h.uci_write_to_fail = nth;
+}
+
+int plat_test_uci_writes() { return plat_hooks_state().uci_writes_seen; }
+
+bool plat_uci_write_fault() {
+    auto& h = plat_hooks_state();
+    return ++h.uci_writes_seen == h.uci_write_to_fail;
+}
+
 void plat_test_reset() { plat_hooks_state() = plat_hooks(); }

@@ -14,6 +14,8 @@ struct plat_hooks {
     std::vector<plat_log_entry> log;
     std::vector<std::pair<int, int>> failing_settings;  // id, bit 1 get, bit 2 set
     std::vector<std::pair<std::string, int>> failing_opens;
+    int uci_writes_seen = 0;
+    int uci_write_to_fail = 0;  // 1-based; 0: none
 };
 
 plat_hooks& plat_hooks_state();

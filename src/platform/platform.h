@@ -78,6 +78,12 @@ int plat_spawn_capture(const char* program, char* const argv[], int* status, cha
 // The vendor-style store is reached through the exported apmib_* entry
 // points (apmib.h). Test hooks live in platform_testing.h.
 
+// ---- UCI faults ----------------------------------------------------------
+
+// True when a test asked the UCI write about to happen to fail (see
+// platform_testing.h); the UCI access layer asks before each write.
+bool plat_uci_write_fault();
+
 // ---- network interfaces --------------------------------------------------
 
 enum plat_if_kind { PLAT_IF_ADDR = 0, PLAT_IF_DSTADDR = 1, PLAT_IF_NETMASK = 2, PLAT_IF_HWADDR = 4 };

@@ -58,4 +58,10 @@ void plat_test_fail_setting(int id, bool on_get, bool on_set);
 // Makes plat_open/plat_fopen of a router path fail with the errno given.
 void plat_test_fail_open(const std::string& router_path, int error_number);
 
+// Makes the nth UCI write from now fail once (1-based; 0 turns it off). A
+// write is a change through a context, a commit, or a one-shot set.
+void plat_test_fail_uci_write(int nth);
+// UCI writes counted since the last plat_test_fail_uci_write or reset.
+int plat_test_uci_writes();
+
 void plat_test_reset();

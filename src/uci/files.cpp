@@ -44,6 +44,19 @@ void make_directories(const std::string& dir) {
     }
 }
 
+// The file a write to `path` must replace: a package file may be a symbolic
+// link to where the device keeps it (the assets package lives under
+// /vespin/config), and renaming over the link would replace the link.
+std::string link_target(const std::string& path) {
+    struct stat st;
+    if (lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return path;
+    char target[4096];
+    ssize_t n = readlink(path.c_str(), target, sizeof target - 1);
+    if (n <= 0) return path;
+    target[n] = 0;
+    return target[0] == '/' ? std::string(target) : directory_of(path) + "/" + target;
+}
+
 }  // namespace
 
 void set_write_fault(int error_number) { g_write_fault = error_number; }
@@ -58,7 +71,8 @@ mode_t file_mode(const std::string& path, mode_t fallback) {
     return stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : fallback;
 }
 
-int replace_file(const std::string& path, const std::string& data, mode_t mode) {
+int replace_file(const std::string& link_or_file, const std::string& data, mode_t mode) {
+    const std::string path = link_target(link_or_file);
     std::string temp = directory_of(path) + "/.uci-XXXXXX";
     int fd = mkostemp(&temp[0], O_CLOEXEC);
     if (fd < 0) return ERR_IO;

@@ -14,6 +14,7 @@ namespace vuci {
 int read_file(const std::string& path, std::string* out);
 // Replaces a file through a temporary file in the same directory (written,
 // flushed, renamed over it): on any failure the old file is untouched.
+// A symbolic link is followed: its target is replaced and the link kept.
 int replace_file(const std::string& path, const std::string& data, mode_t mode);
 // Appends to a file, creating it (and its directory) with `mode`.
 int append_file(const std::string& path, const std::string& data, mode_t mode);

@@ -11,6 +11,10 @@
 // An action that runs after the reply has gone out (see message_post_action).
 typedef void (*node_post_action)(void);
 
+// After-reply action: makes the settings durable (flush_apmib of the
+// current settings) under the library lock, once the caller has its answer.
+void flush_settings_after_reply(void);
+
 // An error response; the message is formatted, cut at 399 characters.
 vespin_response* method_error(int code, const char* format, ...) __attribute__((format(printf, 2, 3)));
 // A success response holding `result` (its reference is taken over; NULL for
@@ -24,5 +28,7 @@ bool param_text(json_object* params, const char* key, const char** out, vespin_r
 bool param_int(json_object* params, const char* key, int32_t* out, vespin_response** error);
 bool param_int_or(json_object* params, const char* key, int32_t fallback, int32_t* out, vespin_response** error);
 bool param_bool_or(json_object* params, const char* key, bool fallback, bool* out, vespin_response** error);
+// A required member of a json-c type (an object, an array...), borrowed from params.
+bool param_member(json_object* params, const char* key, json_type type, json_object** out, vespin_response** error);
 bool param_text_or(json_object* params, const char* key, const char* fallback, const char** out,
                    vespin_response** error);
