@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "uciconfig.h"
 
@@ -26,3 +27,7 @@ class uci_ref {
 // vespin_uci_ctx_get (0, 600104 not found, 600001, 600005). A list gives its
 // values joined by single spaces.
 int uci_ctx_get_text(uci_context* ctx, const char* path, std::string* out);
+// The items of a list option (a single value gives one item; a section none)
+// into *out, with the codes of uci_ctx_get_text. Items holding whitespace are
+// passed over, as vespin_uci_ctx_get does.
+int uci_ctx_get_list(uci_context* ctx, const char* path, std::vector<std::string>* out);

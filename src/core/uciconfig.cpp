@@ -253,3 +253,15 @@ int uci_ctx_get_text(uci_context* ctx, const char* path, std::string* out) {
     VLOG_ERROR("Invalid type of ptr.last");
     return VESPIN_ERR_MISSING_VALUE;
 }
+
+int uci_ctx_get_list(uci_context* ctx, const char* path, std::vector<std::string>* out) {
+    out->clear();
+    uci_backend_found found;
+    int result = find_in(backend_of(ctx), path, &found);
+    if (result != 0) return result;
+    if (found.last == uci_backend_element::option_string) out->push_back(found.text);
+    if (found.last != uci_backend_element::option_list) return 0;
+    for (const std::string& item : found.items)
+        if (item.find_first_of(" \t\r\n") == std::string::npos) out->push_back(item);
+    return 0;
+}

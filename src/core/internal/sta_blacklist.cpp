@@ -3,7 +3,7 @@
 
 #include "core/log.h"
 #include "core/text.h"
-#include "core/uci_read.h"
+#include "core/uci_ref.h"
 #include "device_text.h"
 #include "result_codes.h"
 #include "vespin_core.h"
@@ -23,7 +23,7 @@ const int kDeleteAllBound = 1000;  // a bound on a package edited by hand
 
 bool exists(uci_context* ctx, const std::string& path) {
     std::string value;
-    return uci_read_text(ctx, path.c_str(), &value) == 0;
+    return uci_ctx_get_text(ctx, path.c_str(), &value) == 0;
 }
 
 int set(uci_context* ctx, const std::string& text) { return vespin_uci_ctx_cmd(ctx, (unsigned)kUciSet, text.c_str()); }
@@ -36,10 +36,10 @@ bool refused_mac(const char* mac) {
 
 // Work mode 1: the device leaves the device list too.
 void forget_device(const char* mac) {
-    uci_context_owner devices;
+    uci_ref devices;
     if (!devices.ok()) return;
     std::string path = std::string("devices.") + mac;
-    if (vespin_uci_ctx_cmd(devices.ctx, (unsigned)kUciDelete, path.c_str()) == 0) vespin_device_list_commit(devices.ctx);
+    if (vespin_uci_ctx_cmd(devices.get(), (unsigned)kUciDelete, path.c_str()) == 0) vespin_device_list_commit(devices.get());
 }
 
 }  // namespace
@@ -83,15 +83,15 @@ int sta_blacklist_delete(uci_context* ctx, const char* mac) {
 
 int sta_blacklist_list(blacklist_entry** list, int32_t* count) {
     if (!list || !count) return VESPIN_ERR_FAILURE;
-    uci_context_owner owner;
+    uci_ref owner;
     std::vector<blacklist_entry> entries;
     char path[64];
     for (int index = 0; owner.ok(); index++) {
         std::string mac, name;
         snprintf(path, sizeof path, "mac_filter_black.@sta[%d].mac", index);
-        if (uci_read_text(owner.ctx, path, &mac) != 0) break;
+        if (uci_ctx_get_text(owner.get(), path, &mac) != 0) break;
         snprintf(path, sizeof path, "mac_filter_black.@sta[%d].name", index);
-        uci_read_text(owner.ctx, path, &name);
+        uci_ctx_get_text(owner.get(), path, &name);
         blacklist_entry entry;
         memset(&entry, 0, sizeof entry);
         copy_text(entry.mac, sizeof entry.mac, mac.c_str());

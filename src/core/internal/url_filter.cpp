@@ -3,7 +3,7 @@
 
 #include "core/log.h"
 #include "core/text.h"
-#include "core/uci_read.h"
+#include "core/uci_ref.h"
 #include "device_text.h"
 #include "knet_message.h"
 #include "platform/platform.h"
@@ -44,13 +44,13 @@ std::string device_path(const char* mac, const char* option) {
 
 bool device_enabled(uci_context* ctx, const char* mac) {
     std::string value;
-    return uci_read_text(ctx, device_path(mac, "enabled").c_str(), &value) == 0 &&
+    return uci_ctx_get_text(ctx, device_path(mac, "enabled").c_str(), &value) == 0 &&
            vespin_uci_value_is_true(value.c_str());
 }
 
 std::vector<std::string> device_hosts(uci_context* ctx, const char* path) {
     std::vector<std::string> hosts;
-    uci_read_values(ctx, path, &hosts);
+    uci_ctx_get_list(ctx, path, &hosts);
     return hosts;
 }
 
@@ -85,7 +85,7 @@ int fill_device(uci_context* ctx, int index, const std::string& mac, url_filter_
     char path[64];
     snprintf(path, sizeof path, "urlfilters.@sta[%d].enabled", index);
     std::string enabled;
-    device->enabled = uci_read_text(ctx, path, &enabled) == 0 && vespin_uci_value_is_true(enabled.c_str());
+    device->enabled = uci_ctx_get_text(ctx, path, &enabled) == 0 && vespin_uci_value_is_true(enabled.c_str());
     snprintf(path, sizeof path, "urlfilters.@sta[%d].host", index);
     for (const std::string& host : device_hosts(ctx, path)) {
         if (device->host_count == URL_FILTER_MAX_HOSTS) break;
@@ -135,8 +135,8 @@ int URL_filter_add(uci_context* ctx, const void* unused, const char* host, const
     if (rv == VESPIN_ERR_MISSING_PARAM) return rv;
     if (int bad_mac = checked_mac(mac)) return bad_mac;
     if (rv != 0) return rv;
-    std::vector<std::string> section;
-    rv = uci_read_values(ctx, device_path(mac, nullptr).c_str(), &section);
+    std::string section_type;
+    rv = uci_ctx_get_text(ctx, device_path(mac, nullptr).c_str(), &section_type);
     if (rv == VESPIN_ERR_NOT_FOUND) {
         if ((rv = uci_command(ctx, kUciSet, "urlfilters.%s=sta", mac)) != 0 ||
             (rv = uci_command(ctx, kUciSet, "urlfilters.%s.mac=%s", mac, mac)) != 0 ||
@@ -168,15 +168,15 @@ int URL_filter_delete(uci_context* ctx, const char* mac, const char* host) {
 
 int URL_filter_enable_get(int32_t* state_out, const char* mac) {
     if (!state_out || checked_mac(mac) != 0) return VESPIN_ERR_FAILURE;
-    uci_context_owner owner;
-    *state_out = owner.ok() && device_enabled(owner.ctx, mac) ? URL_FILTER_ENABLED : URL_FILTER_DISABLED;
+    uci_ref owner;
+    *state_out = owner.ok() && device_enabled(owner.get(), mac) ? URL_FILTER_ENABLED : URL_FILTER_DISABLED;
     return 0;
 }
 
 int URL_filter_enable_set(uci_context* ctx, int32_t state, const char* mac) {
     if (int bad_mac = checked_mac(mac)) return bad_mac;
     std::string stored;
-    int rv = uci_read_text(ctx, device_path(mac, "enabled").c_str(), &stored);
+    int rv = uci_ctx_get_text(ctx, device_path(mac, "enabled").c_str(), &stored);
     if (rv != 0) {
         if ((rv = uci_command(ctx, kUciSet, "urlfilters.%s=sta", mac)) != 0 ||
             (rv = uci_command(ctx, kUciSet, "urlfilters.%s.mac=%s", mac, mac)) != 0)
@@ -193,7 +193,7 @@ int URL_filter_enable_set(uci_context* ctx, int32_t state, const char* mac) {
 
 int URL_filter_restart(void) {
     plat_system("rmmod vespin_knet && insmod /lib/vespin_knet.ko");
-    uci_context_owner owner;
+    uci_ref owner;
     if (!owner.ok()) return VESPIN_ERR_FAILURE;
     bool deleted = false;
     int rv = 0;
@@ -201,24 +201,24 @@ int URL_filter_restart(void) {
     for (int index = 0;;) {
         std::string mac;
         snprintf(path, sizeof path, "urlfilters.@sta[%d].mac", index);
-        if ((rv = uci_read_text(owner.ctx, path, &mac)) != 0) break;
+        if ((rv = uci_ctx_get_text(owner.get(), path, &mac)) != 0) break;
         snprintf(path, sizeof path, "urlfilters.@sta[%d].enabled", index);
         std::string enabled;
-        uci_read_text(owner.ctx, path, &enabled);
+        uci_ctx_get_text(owner.get(), path, &enabled);
         snprintf(path, sizeof path, "urlfilters.@sta[%d].host", index);
-        std::vector<std::string> hosts = device_hosts(owner.ctx, path);
+        std::vector<std::string> hosts = device_hosts(owner.get(), path);
         if (vespin_uci_value_is_true(enabled.c_str())) {
             if (is_mac_text(mac.c_str())) send_hosts(URL_FILTER_OP_ADD, mac.c_str(), hosts);
         } else if (hosts.empty()) {
             snprintf(path, sizeof path, "urlfilters.@sta[%d]", index);
-            if (vespin_uci_ctx_cmd(owner.ctx, kUciDelete, path) == 0) {
+            if (vespin_uci_ctx_cmd(owner.get(), kUciDelete, path) == 0) {
                 deleted = true;
                 continue;  // the next section now has this index
             }
         }
         index++;
     }
-    if (deleted) URL_filter_config_commit(owner.ctx);
+    if (deleted) URL_filter_config_commit(owner.get());
     // Deliberate: the walk's last lookup result is the answer (600104 after a full walk).
     return rv;
 }
@@ -227,22 +227,22 @@ int URL_filter_list(url_filter_device** list, int32_t* count) {
     if (!list || !count) return VESPIN_ERR_FAILURE;
     *list = nullptr;
     *count = 0;
-    uci_context_owner owner;
+    uci_ref owner;
     if (!owner.ok()) return VESPIN_ERR_FAILURE;
     std::string mode;
-    if (uci_read_text(owner.ctx, "urlfilters.@global[0].mode", &mode) != 0 || mode != "blacklist") return 0;
+    if (uci_ctx_get_text(owner.get(), "urlfilters.@global[0].mode", &mode) != 0 || mode != "blacklist") return 0;
     std::vector<std::string> macs;
     char path[64];
     for (int index = 0;; index++) {
         std::string mac;
         snprintf(path, sizeof path, "urlfilters.@sta[%d].mac", index);
-        if (uci_read_text(owner.ctx, path, &mac) != 0) break;
+        if (uci_ctx_get_text(owner.get(), path, &mac) != 0) break;
         macs.push_back(mac);
     }
     if (macs.empty()) return 0;
     auto* devices = (url_filter_device*)calloc(macs.size(), sizeof(url_filter_device));
     if (!devices) return VESPIN_ERR_NO_MEMORY;
-    for (size_t i = 0; i < macs.size(); i++) fill_device(owner.ctx, (int)i, macs[i], &devices[i]);
+    for (size_t i = 0; i < macs.size(); i++) fill_device(owner.get(), (int)i, macs[i], &devices[i]);
     *list = devices;
     *count = (int32_t)macs.size();
     return 0;
