@@ -1,5 +1,8 @@
 #include "device_text.h"
 
+#include "core/text.h"
+
+#include <arpa/inet.h>
 #include <ctype.h>
 #include <stdlib.h>
 #include <string.h>
@@ -34,4 +37,12 @@ bool is_uci_name_text(const char* text) {
 
 bool is_host_text(const char* text) {
     return all_of(text, [](unsigned char c) { return isalnum(c) != 0 || c == '.' || c == '-' || c == '_'; });
+}
+
+bool ipv4_from_field(const char* field, size_t capacity, uint32_t* address) {
+    char copy[16];
+    copy_text(copy, capacity < sizeof copy ? capacity : sizeof copy, field);
+    struct in_addr a;
+    *address = inet_aton(copy, &a) ? a.s_addr : 0;
+    return *address != 0 || strcmp(copy, "0.0.0.0") == 0;
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <stddef.h>
+#include <stdint.h>
 
 // Exactly 12 hexadecimal digits (either case).
 bool is_mac_text(const char* text);
@@ -13,3 +14,7 @@ bool mac_text_to_bytes(const char* text, unsigned char mac[6]);
 bool is_uci_name_text(const char* text);
 // Non-empty and only letters, digits, '.', '-' and '_': a host name.
 bool is_host_text(const char* text);
+// A dotted IPv4 address in a fixed field of `capacity` bytes (it need not be
+// NUL-terminated) into *address (network order); false, with 0 stored, when
+// it does not parse.
+bool ipv4_from_field(const char* field, size_t capacity, uint32_t* address);

@@ -4,7 +4,10 @@
 #include "apmib.h"
 #include "core/log.h"
 #include "core/text.h"
+#include "device_text.h"
 #include "feature_state.h"
+#include "settings_table.h"
+#include "tagged_comment.h"
 #include "platform/platform.h"
 #include "result_codes.h"
 #include "tools.h"
@@ -33,18 +36,16 @@ static_assert(sizeof(port_fw_stored) == 40, "the table entry is 40 bytes");
 
 // Process-wide state (callers serialise).
 port_fw port_fw_save = {0, nullptr};
-uint32_t g_port_fw_map = 0;
-bool g_port_fw_map_flag = false;
+identifier_map g_port_fw_map;  // with its flag: filled on first use
 int g_port_fw_update_num = -1;
 // The rules of the table before a failed edit or delete, written back first by the next call.
 std::vector<port_fw_entry> g_port_fw_pending;
 bool g_port_fw_restore = false;
 
-uint32_t parse_address(const char* text, size_t capacity) {
-    char copy[16];
-    copy_text(copy, capacity < sizeof copy ? capacity : sizeof copy, text);
-    struct in_addr a;
-    return inet_aton(copy, &a) ? a.s_addr : 0;
+uint32_t parse_address(const char* field, size_t capacity) {
+    uint32_t address = 0;
+    ipv4_from_field(field, capacity, &address);
+    return address;
 }
 
 std::string dotted(const uint8_t address[4]) {
@@ -68,11 +69,7 @@ void release(port_fw* list) {
 // Stored protocol (3 both, 1 TCP, 2 UDP) from the callers' (0 both, 1, 2); 0 for none.
 uint8_t stored_protocol(uint8_t protocol) { return protocol == 0 ? 3 : protocol <= 2 ? protocol : 0; }
 
-bool read_stored(int index, port_fw_stored* stored) {
-    memset(stored, 0, sizeof *stored);
-    *(unsigned char*)stored = (unsigned char)index;
-    return apmib_get(kMibGet, stored) != 0;
-}
+bool read_stored(int index, port_fw_stored* stored) { return settings_table_entry(kMibGet, index, stored); }
 
 void to_entry(const port_fw_stored& stored, port_fw_entry* entry) {
     memset(entry, 0, sizeof *entry);
@@ -84,14 +81,11 @@ void to_entry(const port_fw_stored& stored, port_fw_entry* entry) {
     entry->ext_from_port = stored.ext_from_port;
     entry->ext_to_port = stored.ext_to_port;
     entry->protocol = stored.protocol == 3 ? 0 : stored.protocol == 1 ? 1 : 2;
-    char comment[sizeof stored.comment + 1];
-    copy_text(comment, sizeof comment, stored.comment);
-    size_t length = strlen(comment);
-    const char* id_text = length >= 2 ? comment + length - 2 : comment;
-    entry->id = atoi(id_text);
-    if (length < 3) copy_text(entry->name, sizeof entry->name, "null");
-    else copy_text(entry->name, length - 2 + 1 < sizeof entry->name ? length - 2 + 1 : sizeof entry->name, comment);
-    VLOG_INFO("Entry.comment is %s, name is %s, id is %s ", comment, entry->name, id_text);
+    tagged_comment comment = tagged_comment_split(stored.comment, sizeof stored.comment);
+    entry->id = comment.id;
+    copy_text(entry->name, sizeof entry->name, comment.name.c_str());
+    VLOG_INFO("Entry.comment is %s, name is %s, id is %s ", comment.text.c_str(), entry->name,
+              comment.id_text.c_str());
 }
 
 bool ranges_overlap(uint32_t a_from, uint32_t a_to, uint32_t b_from, uint32_t b_to) {
@@ -182,14 +176,6 @@ void rebuild_chains(const port_fw& rules) {
         if (rules.entry_port_fw[i].enabled) run_rule_lines(rules.entry_port_fw[i], wan_if, dotted(wan_bytes));
 }
 
-void fill_identifier_map(const port_fw& rules) {
-    init_bit_map(&g_port_fw_map);
-    for (int i = 0; i < rules.count; i++)
-        if (rules.entry_port_fw[i].id >= 0 && rules.entry_port_fw[i].id < 31)
-            set_bit_map_bit(&g_port_fw_map, rules.entry_port_fw[i].id);
-    g_port_fw_map_flag = true;
-}
-
 // Delete-all, then every rule of `rules` but the one with `skip_id` again.
 int rewrite_table(const std::vector<port_fw_entry>& rules, int skip_id) {
     port_fw_stored nothing;  // the store reads a whole entry for every table id
@@ -226,8 +212,7 @@ int position_of(int id) {
 
 void port_fw_forget_state() {
     release(&port_fw_save);
-    g_port_fw_map = 0;
-    g_port_fw_map_flag = false;
+    g_port_fw_map = identifier_map();
     g_port_fw_update_num = -1;
     g_port_fw_pending.clear();
     g_port_fw_restore = false;
@@ -237,29 +222,10 @@ extern "C" {
 
 int port_fw_list(port_fw* list) {
     if (!list) return VESPIN_ERR_FAILURE;
-    list->count = 0;
-    list->entry_port_fw = nullptr;
-    int count = 0;
-    if (!apmib_get(kMibCount, &count) || count < 0) {
-        VLOG_INFO("Fail to get table entry");
-        return VESPIN_ERR_FAILURE;
-    }
-    if (count == 0) return 0;
-    list->entry_port_fw = (port_fw_entry*)calloc((size_t)count, sizeof(port_fw_entry));
-    if (!list->entry_port_fw) {
-        VLOG_INFO("Invalid pointer: p_port_fw->entry_port_fw");
-        return VESPIN_ERR_FAILURE;
-    }
-    list->count = count;
-    for (int n = 1; n <= count; n++) {
-        port_fw_stored stored;
-        if (!read_stored(n, &stored)) {
-            VLOG_INFO("Fail to get MIB_PORTFW_TBL");
-            return VESPIN_ERR_FAILURE;
-        }
-        to_entry(stored, &list->entry_port_fw[n - 1]);
-    }
-    return 0;
+    static const settings_table_messages messages = {"Fail to get table entry",
+                                                     "Invalid pointer: p_port_fw->entry_port_fw",
+                                                     "Fail to get MIB_PORTFW_TBL"};
+    return settings_table_read(kMibCount, kMibGet, to_entry, messages, &list->entry_port_fw, &list->count);
 }
 
 int add_port_fw(int mode, port_fw_entry entry) {
@@ -345,13 +311,17 @@ int set_port_fw(int command, const port_fw_entry* entry) {
         VLOG_INFO("Fail to get portfw list");
         return VESPIN_ERR_FAILURE;
     }
-    if (!g_port_fw_map_flag) fill_identifier_map(port_fw_save);
+    if (!g_port_fw_map.filled) {
+        std::vector<int> ids;
+        for (int i = 0; i < port_fw_save.count; i++) ids.push_back(port_fw_save.entry_port_fw[i].id);
+        g_port_fw_map.fill(ids);
+    }
     port_fw_entry rule = *entry;
     int rv = 0;
     if (command == PORT_FW_ADD) {
-        rule.id = get_bit_map_first_zero(g_port_fw_map);
+        rule.id = g_port_fw_map.lowest_free();
         if ((rv = add_port_fw(0, rule)) != 0) return rv;
-        set_bit_map_bit(&g_port_fw_map, rule.id);
+        g_port_fw_map.take(rule.id);
     } else if (command == PORT_FW_EDIT) {
         g_port_fw_update_num = position_of(rule.id);
         if (g_port_fw_update_num < 0) return VESPIN_ERR_NOT_FOUND;
@@ -367,7 +337,7 @@ int set_port_fw(int command, const port_fw_entry* entry) {
             remember_for_restore(port_fw_save);
             return rv;
         }
-        if (rule.id >= 0 && rule.id < 31) clear_bit_map_bit(&g_port_fw_map, rule.id);
+        g_port_fw_map.release(rule.id);
     } else {
         VLOG_INFO("Unsupported command type");
         return VESPIN_ERR_FAILURE;
