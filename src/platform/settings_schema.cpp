@@ -87,8 +87,12 @@ const setting_field kFields[] = {
 
 // Entry sizes are those of the platform's table records.
 const setting_table kTables[] = {
+    // port forwarding: the 40-byte port_fw_stored of internal_firewall.h
     {"MIB_PORTFW_TBL", 111, 32880, 65649, 131186, 262259, 40, 20, SCOPE_GLOBAL},
+    // static leases: the 64-byte static_lease_stored of internal_dhcp.h
     {"MIB_DHCPRSVDIP_TBL", 293, 33062, 65831, 131368, 262441, 64, 20, SCOPE_GLOBAL},
+    // the system's own: refused mesh nodes (serial number and MAC, 16 bytes each)
+    {"MIB_VESPIN_NODE_BLACKLIST_TBL", 2460, 35229, 67998, 133535, 264608, 32, 32, SCOPE_GLOBAL},
     // 12-byte vlan_mib_entry records (config_vlan.h)
     {"MIB_VLAN_TBL", 3414, 36183, 68952, 134489, 265562, 12, 64, SCOPE_GLOBAL},
 };
