@@ -1,5 +1,10 @@
 #include "method_reply.h"
 
+#include "apmib.h"
+#include "core/log.h"
+#include "dispatch.h"
+#include "vespin_core.h"
+
 #include <stdarg.h>
 #include <stdio.h>
 
@@ -93,4 +98,10 @@ bool param_bool_or(json_object* params, const char* key, bool fallback, bool* ou
     if (!typed_member(params, key, json_type_boolean, &value, error)) return false;
     *out = value ? json_object_get_boolean(value) : fallback;
     return true;
+}
+
+void flush_settings_after_reply(void) {
+    std::lock_guard<std::mutex> hold(node_library_lock());
+    int rv = flush_apmib(APMIB_CURRENT_SETTING);
+    if (rv != 0) VLOG_ERROR("Fail to flush the settings: %d", rv);
 }

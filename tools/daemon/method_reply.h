@@ -26,3 +26,7 @@ bool param_int_or(json_object* params, const char* key, int32_t fallback, int32_
 bool param_bool_or(json_object* params, const char* key, bool fallback, bool* out, vespin_response** error);
 bool param_text_or(json_object* params, const char* key, const char* fallback, const char** out,
                    vespin_response** error);
+
+// After-reply action of the setters that leave their settings in memory: the
+// settings store is flushed (flush_apmib(4)) once the caller has its answer.
+void flush_settings_after_reply(void);

@@ -7,20 +7,6 @@
 #include "methods.h"
 #include "vespin_core.h"
 
-#include <mutex>
-
-namespace {
-
-// After-reply action of "system.set_name": the name becomes durable once the
-// caller has its answer.
-void flush_settings(void) {
-    std::lock_guard<std::mutex> hold(node_library_lock());
-    int rv = flush_apmib(APMIB_CURRENT_SETTING);
-    if (rv != 0) VLOG_ERROR("Fail to flush the settings: %d", rv);
-}
-
-}  // namespace
-
 vespin_response* system_info_method(json_object* params) {
     long uptime = vespin_get_uptime();
     system_info load = {};
@@ -64,5 +50,5 @@ vespin_response* system_set_name_method(json_object* params) {
     if (rv != 0) return method_error(rv, "Fail to store the device name");
     json_object* result = json_object_new_object();
     json_object_object_add(result, "name", json_object_new_string(name));
-    return method_result(result, flush_settings);
+    return method_result(result, flush_settings_after_reply);
 }
