@@ -85,8 +85,9 @@ VESPIN_API int URL_filter_list(url_filter_device **list, int32_t *count);
  * are sent too. Any other operation prints "Optype error!" and returns 0.
  * 0 when the module answers "ret:" with a number of 0 or more; else 600001
  * ("Create socket error", "Bind error", "Sendto error", "Recv form kernel
- * error" with the system error, a bad MAC or an empty host). After
- * operation 2 or 4 runs "echo 2 > /proc/fast_nat". */
+ * error" with the system error, a bad MAC or an empty host). A module that
+ * does not answer within 2 seconds counts as a receive error, so that the
+ * call cannot hang. After operation 2 or 4 runs "echo 2 > /proc/fast_nat". */
 VESPIN_API int take_effect_URL_filter_rule(int operation, const char *mac, const char *host);
 
 #ifdef __cplusplus

@@ -224,3 +224,27 @@ TEST(StaticLeases, EachSettingsFailureEndsInItsCodeAndTheTableIsRecovered) {
     }
     static_dhcp_forget_state();
 }
+
+// Each store of set_dhcp_server fails in turn: 600001, the ones before it
+// stay changed (no rollback), the ones after it keep their old values.
+TEST(DhcpServer, EachFailedStoreEndsTheCallWithWhatCameBeforeKept) {
+    test_root root;
+    const int order[] = {170, 174, 175, 171, 945, 198};
+    for (size_t failing = 0; failing < sizeof order / sizeof order[0]; failing++) {
+        apmib_reinit();  // back to the factory values
+        dhcp_service s = service("192.168.1.2", "192.168.1.20", "192.168.1.30", "255.255.255.0");
+        s.lease_time = 120;
+        snprintf(s.domain_name, sizeof s.domain_name, "office");
+        plat_test_capture_log();
+        plat_test_fail_setting(order[failing], false, true);
+        EXPECT_EQ(VESPIN_ERR_FAILURE, set_dhcp_server(&s)) << order[failing];
+        plat_test_reset();
+        dhcp_service got;
+        ASSERT_EQ(0, get_dhcp_server(&got));
+        EXPECT_STREQ(failing > 0 ? "192.168.1.2" : "192.168.1.1", got.lan_ip) << order[failing];
+        EXPECT_STREQ(failing > 1 ? "192.168.1.20" : "192.168.1.100", got.start_ip) << order[failing];
+        EXPECT_STREQ(failing > 2 ? "192.168.1.30" : "192.168.1.200", got.end_ip) << order[failing];
+        EXPECT_EQ(failing > 4 ? 120 : 86400, got.lease_time) << order[failing];
+        EXPECT_STREQ("lan", got.domain_name) << order[failing];
+    }
+}

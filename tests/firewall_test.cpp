@@ -320,3 +320,29 @@ TEST(PortForwarding, EachSettingsFailureEndsInItsCodeAndTheTableIsRecovered) {
         }
     }    port_fw_forget_state();
 }
+
+// The DMZ's two stores fail in turn: 600001 with its message, the switch
+// stored before the host survives, and nothing is applied.
+TEST(Dmz, EachFailedStoreEndsTheCall) {
+    test_root root;
+    const struct {
+        int id;
+        const char* message;
+        int enabled_after;
+    } cases[] = {{140, "Fail to set enabled flag", 0}, {141, "Failed to set ip", 1}};
+    for (const auto& c : cases) {
+        apmib_reinit();
+        plat_test_reset();
+        plat_test_capture_log();
+        plat_test_fail_setting(c.id, false, true);
+        dmz_config dmz = {1, "192.168.1.60"};
+        EXPECT_EQ(VESPIN_ERR_FAILURE, set_dmz(&dmz)) << c.id;
+        EXPECT_TRUE(plat_test_logged(c.message)) << c.id;
+        EXPECT_TRUE(commands().empty()) << c.id;
+        plat_test_reset();
+        dmz_config stored;
+        ASSERT_EQ(0, get_dmz(&stored));
+        EXPECT_EQ(c.enabled_after, stored.enabled) << c.id;
+        EXPECT_STREQ("0.0.0.0", stored.host_ip) << c.id;
+    }
+}
