@@ -187,6 +187,7 @@ TEST(PortForwarding, ChecksInOrder) {
 
 TEST(PortForwarding, OverlappingExternalRangesConflict) {
     fresh_port_fw root;
+    plat_test_set_command_script(answer_all);
     ASSERT_EQ(0, set_port_fw(PORT_FW_ADD, &(const port_fw_entry&)rule("web", "192.168.1.5", 8000, 8100, 1)));
     struct {
         port_fw_entry entry;

@@ -6,6 +6,7 @@
 #include "platform_testing.h"
 #include "result_codes.h"
 #include "test_root.h"
+#include "uci/files.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -254,4 +255,32 @@ TEST(StaBlacklist, WorkModeOneForgetsTheDevice) {
     vespin_uci_ctx_free(ctx);
     EXPECT_EQ(std::string::npos, root.read("/etc/config/devices").find("a0b1c2d3e4f5"));
     EXPECT_EQ("", root.read("/etc/config/mac_filter_black"));
+}
+
+// The package cannot be read, or its commit cannot be written: the add ends
+// in its code, the package file and the module keep what they held.
+TEST(UrlFilter, UciFaultsLeaveThePackageAndTheModuleAlone) {
+    test_root root;
+    ASSERT_EQ(0, enable(URL_FILTER_ENABLED));
+    const std::string before = root.read("/etc/config/urlfilters");
+    const std::string rules_before = root.read(kRules);
+
+    plat_test_fail_open(root.path("/etc/config/urlfilters"), EIO);
+    {
+        url_ctx c;
+        EXPECT_EQ(VESPIN_ERR_FAILURE, URL_filter_add(c.ctx, nullptr, "a.com", kMac));
+    }
+    plat_test_reset();
+    EXPECT_EQ(before, root.read("/etc/config/urlfilters"));
+    EXPECT_EQ(rules_before, root.read(kRules));
+
+    url_ctx c;
+    ASSERT_EQ(0, URL_filter_add(c.ctx, nullptr, "a.com", kMac));  // sent: the filter is on
+    vuci::set_write_fault(ENOSPC);
+    EXPECT_EQ(-VESPIN_ERR_FAILURE, URL_filter_config_commit(c.ctx));
+    vuci::set_write_fault(0);
+    EXPECT_EQ(before, root.read("/etc/config/urlfilters"));
+    // A restart brings the module back to what the package holds.
+    EXPECT_EQ(VESPIN_ERR_NOT_FOUND, URL_filter_restart());
+    EXPECT_EQ(rules_before, root.read(kRules));
 }
