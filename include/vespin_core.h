@@ -11,6 +11,8 @@
 
 #include <stdint.h>
 
+#include "config_wan.h"
+#include "status.h"
 #include "vespin_export.h"
 
 #ifdef __cplusplus
@@ -133,6 +135,53 @@ VESPIN_API int setTimeZone(void);
  * or one whose name holds anything but letters, digits, '.', '-', '_' and
  * ':' gives an empty name (an unchecked name would reach the shell). */
 VESPIN_API int restart_ntp(void);
+
+/* ---- WAN setup ----------------------------------------------------------
+ * Writes a WAN configuration into the settings store (the caller flushes
+ * with flush_apmib and restarts the services). A failure part-way leaves
+ * what was stored before it: nothing is rolled back. */
+
+/* WAN traffic statistics, as the platform's "wanstat" prints them. */
+typedef struct wan_status {
+    double traffic_dl;
+    double traffic_ul;
+    int32_t average_dl;
+    int32_t average_ul;
+    int32_t peak_dl;
+    int32_t peak_ul;
+    int32_t realtime_dl;
+    int32_t realtime_ul;
+    int32_t link; /* setting 2405 (MIB_VESPIN_WAN_LINK) */
+} wan_status;
+
+/* Applies the record's VLAN table with vlan_table_set (pppoe.vlan for a
+ * "pppoe" record, else vlan: see config_wan.h), then the type's setter.
+ * Another type only applies the VLAN table and returns 0. */
+VESPIN_API int config_wan(wan_net_config *config);
+/* WAN type 1; an empty primary DNS sets the DNS mode to automatic (176-178
+ * untouched), else mode 1 and DNS 1 / 2, an empty secondary being written
+ * back into dns[1] as "0.0.0.0". 0 or 600002. An address text that does not
+ * parse gives 100208 "Invalid dns: %s" before anything of it is stored (it
+ * used to be stored unchecked). */
+VESPIN_API int config_wan_enable_dhcp(char dns[2][16]);
+/* WAN type 0 with address, mask, gateway and DNS 1-3 (an empty second DNS
+ * is written back into the record as "0.0.0.0"). When the WAN and LAN
+ * networks agree under the wider of the two masks the LAN moves: first
+ * octet neither 192 nor 172 -> 192.168.x.y, else first octet 10; udhcpd is
+ * stopped ("killall udhcpd &") and the pool (174, 175) and 172 (when not 0)
+ * are rebased into the new network. 0, 100208 for an invalid address text,
+ * or 600002. */
+VESPIN_API int config_wan_static(net_info *info);
+/* WAN type 3 with the account (106, 107) and the DNS as for DHCP; then the
+ * IPv6 PPPoE account ("ipv6" UCI package) takes the same user and password
+ * when it shares the IPv4 credentials. 0 or a code. */
+VESPIN_API int config_wan_pppoe(const char *user, const char *password, char dns[2][16]);
+/* Runs "wanstat" and parses its eight lines, then reads 2405: 0, 600001
+ * when the tool fails or prints fewer than eight values, 600002. */
+VESPIN_API int get_wan_status(wan_status *status);
+/* The default gateway into out (16 bytes): for a dynamic WAN the first
+ * default route of "route -n", for a static one setting 103. 0 or 600001. */
+VESPIN_API int get_gateway(char *out);
 
 #ifdef __cplusplus
 }

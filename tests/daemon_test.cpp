@@ -456,4 +456,41 @@ TEST(NodeDaemon, WifiGuestDeviceAndRuleMethodsApplyOnTheGateway) {
     std::string zone = nng_call(node.address(), "{\"method\":\"timezone.config.set\",\"params\":{\"offset\":-5}}");
     EXPECT_EQ("-5", result_of(zone, "offset")) << zone;
     EXPECT_EQ("1", result_of(zone, "position"));
+TEST(NodeDaemon, FeatureMethodsReachTheGatewaysChainsAndUrlFilterModule) {
+    node_daemon gateway("127.0.3.13", "022411000100013", "features");
+    ASSERT_TRUE(gateway.start()) << read_file(gateway.log_path());
+    const test_root& root = gateway.root();
+
+    std::string added = nng_call(gateway.address(),
+                                 "{\"method\":\"portfw.add\",\"params\":{\"name\":\"web\",\"ip\":\"127.0.3.50\","
+                                 "\"from_port\":80,\"ext_from_port\":8080,\"protocol\":\"tcp\"}}");
+    EXPECT_EQ("", error_code(added)) << added;
+    EXPECT_NE(std::string::npos,
+              root.read("/var/lib/iptables/nat")
+                  .find("-A vespin_nat_port_fw -d 10.0.0.2/32 -i eth1 -p tcp -m tcp --dport 8080 -j DNAT "
+                        "--to-destination 127.0.3.50:80\n"))
+        << root.read("/var/lib/iptables/nat");
+    std::string list = nng_call(gateway.address(), "{\"method\":\"portfw.list\"}");
+    EXPECT_NE(std::string::npos, list.find("\"name\":\"web\"")) << list;
+    std::string refused = nng_call(gateway.address(),
+                                   "{\"method\":\"portfw.add\",\"params\":{\"name\":\"x\",\"ip\":\"127.0.3.51\","
+                                   "\"from_port\":80,\"ext_from_port\":8080}}");
+    EXPECT_EQ("600710", error_code(refused)) << refused;
+
+    const std::string mac = "\"mac\":\"a0b1c2d3e4f5\"";
+    EXPECT_EQ("", error_code(nng_call(gateway.address(), "{\"method\":\"url_filter.add\",\"params\":{" + mac +
+                                                             ",\"host\":\"Ads.Example.com\"}}")));
+    EXPECT_EQ("", error_code(nng_call(gateway.address(),
+                                      "{\"method\":\"url_filter.enable\",\"params\":{" + mac + ",\"enabled\":true}}")));
+    EXPECT_EQ("a0b1c2d3e4f5 ads.example.com\n", root.read("/var/run/vespin_knet.rules"));
+    EXPECT_EQ("", error_code(nng_call(gateway.address(), "{\"method\":\"url_filter.restart\"}")));
+    EXPECT_EQ("a0b1c2d3e4f5 ads.example.com\n", root.read("/var/run/vespin_knet.rules"));
+
+    std::string dhcp = nng_call(gateway.address(), "{\"method\":\"dhcp.get\"}");
+    EXPECT_EQ("86400", result_of(dhcp, "lease_time")) << dhcp;
+    std::string blocked = nng_call(gateway.address(),
+                                   "{\"method\":\"sta_blacklist.add\",\"params\":{\"mac\":\"a0b1c2d3e4f6\",\"name\":\"tv\"}}");
+    EXPECT_EQ("", error_code(blocked)) << blocked;
+    std::string stations = nng_call(gateway.address(), "{\"method\":\"sta_blacklist.list\"}");
+    EXPECT_NE(std::string::npos, stations.find("\"mac\":\"a0b1c2d3e4f6\"")) << stations;
 }

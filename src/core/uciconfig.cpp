@@ -1,6 +1,7 @@
 // UCI access over the UCI backend the build chose (the built-in engine, or
 // the system's libuci). The context handle is the backend's context.
 #include "uciconfig.h"
+#include "uci_ref.h"
 
 #include "log.h"
 #include "platform/platform.h"
@@ -61,6 +62,21 @@ int lookup_package(uci_backend_context* b, const char* name) {
     copy_text(package, sizeof package, name);
     uci_backend_found found;
     return uci_backend_lookup(b, package, &found);
+}
+
+// Looks a path (cut to 127 characters) up: 0 with *found complete, or the
+// code vespin_uci_ctx_get returns.
+int find_in(uci_backend_context* b, const char* path, uci_backend_found* found) {
+    if (!b || !path) return VESPIN_ERR_FAILURE;
+    char cut[128];
+    copy_text(cut, sizeof cut, path);
+    int err = uci_backend_lookup(b, cut, found);
+    if (err == UCI_BACKEND_NOTFOUND) return VESPIN_ERR_NOT_FOUND;
+    if (err != 0) {
+        VLOG_ERROR("Uci not found, errcode: %d", err);
+        return VESPIN_ERR_FAILURE;
+    }
+    return found->complete ? 0 : VESPIN_ERR_NOT_FOUND;
 }
 
 int commit_in(uci_backend_context* b, const char* package) {
@@ -154,19 +170,10 @@ int vespin_uci_ctx_cmd(uci_context* ctx, unsigned int kind, const char* text) {
 int vespin_uci_ctx_delete_section(uci_context* ctx, const char* path) { return vespin_uci_ctx_cmd(ctx, 2, path); }
 
 int vespin_uci_ctx_get(uci_context* ctx, const char* path, char* output) {
-    uci_backend_context* b = backend_of(ctx);
-    if (!b || !path || !output) return VESPIN_ERR_FAILURE;
-    char cut[128];
-    copy_text(cut, sizeof cut, path);
+    if (!output) return VESPIN_ERR_FAILURE;
     uci_backend_found found;
-    int err = uci_backend_lookup(b, cut, &found);
-    if (err == UCI_BACKEND_NOTFOUND) return VESPIN_ERR_NOT_FOUND;
-    if (err != 0) {
-        VLOG_ERROR("Uci not found, errcode: %d", err);
-        return VESPIN_ERR_FAILURE;
-    }
-    if (!found.complete) return VESPIN_ERR_NOT_FOUND;
-    return copy_found(found, output);
+    int result = find_in(backend_of(ctx), path, &found);
+    return result != 0 ? result : copy_found(found, output);
 }
 
 }  // extern "C"
@@ -257,3 +264,38 @@ void time_limit_config_free(uci_context* ctx) { vespin_uci_ctx_free(ctx); }
 void URL_filter_config_free(uci_context* ctx) { vespin_uci_ctx_free(ctx); }
 
 }  // extern "C"
+
+int uci_ctx_get_text(uci_context* ctx, const char* path, std::string* out) {
+    uci_backend_found found;
+    int result = find_in(backend_of(ctx), path, &found);
+    if (result != 0) return result;
+    switch (found.last) {
+    case uci_backend_element::section:
+    case uci_backend_element::option_string:
+        *out = found.text;
+        return 0;
+    case uci_backend_element::option_list:
+        out->clear();
+        for (const std::string& item : found.items) *out += (out->empty() ? "" : " ") + item;
+        return 0;
+    case uci_backend_element::other:
+        out->clear();
+        return 0;
+    case uci_backend_element::package:
+        break;
+    }
+    VLOG_ERROR("Invalid type of ptr.last");
+    return VESPIN_ERR_MISSING_VALUE;
+}
+
+int uci_ctx_get_list(uci_context* ctx, const char* path, std::vector<std::string>* out) {
+    out->clear();
+    uci_backend_found found;
+    int result = find_in(backend_of(ctx), path, &found);
+    if (result != 0) return result;
+    if (found.last == uci_backend_element::option_string) out->push_back(found.text);
+    if (found.last != uci_backend_element::option_list) return 0;
+    for (const std::string& item : found.items)
+        if (item.find_first_of(" \t\r\n") == std::string::npos) out->push_back(item);
+    return 0;
+}

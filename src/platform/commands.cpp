@@ -59,11 +59,13 @@ bool is_path_boundary(char c) {
 }
 
 // Moves every absolute path of a command text into the root: a '/' that
-// starts a word, a quoted text or a redirection target. "/dev/..." stays.
+// starts a word, a quoted text or a redirection target. "/dev/..." stays, and
+// so does an anchored pattern ("awk '/^0.0.0.0/{...}'"), which is no path.
 std::string move_paths_into_root(const std::string& text, const std::string& root) {
     std::string moved;
     for (size_t i = 0; i < text.size(); i++) {
-        bool starts_path = text[i] == '/' && (i == 0 || is_path_boundary(text[i - 1]));
+        bool starts_path = text[i] == '/' && (i == 0 || is_path_boundary(text[i - 1])) &&
+                           (i + 1 == text.size() || text[i + 1] != '^');
         if (starts_path && text.compare(i, 5, "/dev/") != 0 &&
             text.compare(i, root.size(), root) != 0)
             moved += root;

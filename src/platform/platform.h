@@ -147,3 +147,17 @@ struct plat_scan_entry {
 // emulated face reads "/var/scan/<ifname>" (lines "CHANNEL SSID"), at most
 // 128 entries.
 bool plat_site_survey(const char* ifname, std::vector<plat_scan_entry>* out);
+
+// ---- URL-filter kernel module ------------------------------------------
+
+// Where one exchange with the module stopped; errno tells why.
+enum plat_knet_result { PLAT_KNET_OK = 0, PLAT_KNET_SOCKET, PLAT_KNET_BIND, PLAT_KNET_SEND, PLAT_KNET_RECV };
+
+// Sends one netlink datagram (header and body, built by the caller) to the
+// URL-filter module and receives one reply of at most reply_size bytes into
+// `reply` (*received gets its length). Router: a raw netlink socket of
+// protocol 30 bound to port id 100, sent to port id 0 (the kernel).
+// Emulated: the module of the root (see knet_emulated.cpp): while it is not
+// loaded the socket cannot be made (EPROTONOSUPPORT), as on a kernel without it.
+plat_knet_result plat_knet_exchange(const void* message, size_t length, void* reply, size_t reply_size,
+                                    size_t* received);

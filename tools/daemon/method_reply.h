@@ -32,3 +32,7 @@ bool param_bool_or(json_object* params, const char* key, bool fallback, bool* ou
 bool param_member(json_object* params, const char* key, json_type type, json_object** out, vespin_response** error);
 bool param_text_or(json_object* params, const char* key, const char* fallback, const char** out,
                    vespin_response** error);
+
+// After-reply action of the setters that leave their settings in memory: the
+// settings store is flushed (flush_apmib(4)) once the caller has its answer.
+void flush_settings_after_reply(void);
