@@ -1,8 +1,6 @@
 // VPN profiles: the tunnel state other areas ask about, the item parsers,
 // add/update/delete with their codes, and what reaches UCI and the shell.
 #include "config_vpn.h"
-#include "internal_diagnostics.h"
-#include "apmib.h"
 #include "platform_testing.h"
 #include "test_root.h"
 #include "uciconfig.h"
@@ -53,12 +51,3 @@ TEST(VpnState, ConnectedNeedsStatusAndConnectFile) {
     EXPECT_EQ(0, is_vpn_connected());
 }
 
-TEST(OpMode, ReadsSetting192) {
-    test_root root;
-    EXPECT_EQ(0, vespin_get_op_mode());
-    int mode = 2;
-    ASSERT_TRUE(apmib_set(192, &mode));
-    EXPECT_EQ(2, vespin_get_op_mode());
-    plat_test_fail_setting(192, true, false);
-    EXPECT_EQ(600001, vespin_get_op_mode());
-}

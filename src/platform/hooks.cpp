@@ -50,4 +50,10 @@ void plat_test_fail_open(const std::string& router_path, int error_number) {
     plat_hooks_state().failing_opens.emplace_back(router_path, error_number);
 }
 
+void plat_test_set_icmp_script(plat_icmp_script script) { plat_hooks_state().icmp_script = std::move(script); }
+
+const std::vector<plat_icmp_sent>& plat_test_icmp_sent() { return plat_hooks_state().icmp_sent; }
+
+const std::vector<std::string>& plat_test_resolved() { return plat_hooks_state().resolved; }
+
 void plat_test_reset() { plat_hooks_state() = plat_hooks(); }

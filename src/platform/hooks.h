@@ -14,6 +14,9 @@ struct plat_hooks {
     std::vector<plat_log_entry> log;
     std::vector<std::pair<int, int>> failing_settings;  // id, bit 1 get, bit 2 set
     std::vector<std::pair<std::string, int>> failing_opens;
+    plat_icmp_script icmp_script;
+    std::vector<plat_icmp_sent> icmp_sent;
+    std::vector<std::string> resolved;
 };
 
 plat_hooks& plat_hooks_state();
