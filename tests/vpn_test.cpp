@@ -4,12 +4,14 @@
 #include "platform_testing.h"
 #include "test_root.h"
 #include "uciconfig.h"
+#include "uci/files.h"
 
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <string.h>
 
+#include <functional>
 #include <string>
 
 namespace {
@@ -438,26 +440,48 @@ TEST(VpnGlobal, SwitchingOpenvpnDrivesTheClientScript) {
     EXPECT_EQ("1", uci_value("vpn.globalcfg.enabled")) << "any non-zero flag is stored as 1";
 }
 
-TEST(VpnFaults, AnUnreadablePackageFailsEveryWriterAndChangesNothing) {
+TEST(VpnFaults, EveryWriterFailsCleanlyWhenThePackageCannotBeReadOrWritten) {
+    struct writer {
+        const char* name;
+        std::function<int()> run;
+    };
+    const writer writers[] = {
+        {"add", [] { vpn_item item = pptp_item("new"); return vpn_item_add(&item); }},
+        {"update", [] { vpn_item item = pptp_item("changed"); item.id = 1; return vpn_item_update(&item); }},
+        {"delete", [] { return vpn_item_del(1); }},
+        {"global", [] { vpn_config config = {2, 1}; return vpn_config_update(&config); }},
+    };
+    for (const writer& w : writers) {
+        for (int fault = 0; fault < 2; fault++) {
+            test_root root;
+            vpn_item stored = pptp_item("kept");
+            ASSERT_EQ(0, vpn_item_add(&stored));
+            std::string before = root.read("/etc/config/vpn");
+            if (fault == 0) plat_test_fail_open(root.path("/etc/config/vpn"), EIO);  // the engine opens host paths
+            else vuci::set_write_fault(ENOSPC);
+            int code = w.run();
+            vuci::set_write_fault(0);
+            plat_test_reset();
+            EXPECT_TRUE(code == 600001 || code == 600104) << w.name << " fault " << fault << ": " << code;
+            EXPECT_EQ(before, root.read("/etc/config/vpn")) << w.name << " fault " << fault;
+            vpn_item loaded;
+            ASSERT_EQ(0, vpn_item_config_load(&loaded, 1)) << w.name;
+            EXPECT_STREQ("kept", loaded.name) << w.name << ": nothing pending either";
+        }
+    }
+}
+
+TEST(VpnFaults, ReadersReportAnUnreadablePackage) {
     test_root root;
-    vpn_item stored = pptp_item("kept");
-    ASSERT_EQ(0, vpn_item_add(&stored));
-    std::string before = root.read("/etc/config/vpn");
-    plat_test_fail_open(root.path("/etc/config/vpn"), EIO);  // the UCI engine opens host paths
-    vpn_item item = pptp_item("new");
-    EXPECT_NE(0, vpn_item_add(&item));
-    item.id = 1;
-    EXPECT_NE(0, vpn_item_update(&item));
-    EXPECT_NE(0, vpn_item_del(1));
-    vpn_config config = {1, 1};
-    EXPECT_NE(0, vpn_config_update(&config));
+    plat_test_fail_open(root.path("/etc/config/vpn"), EIO);
     vpn_status status;
-    EXPECT_NE(0, vpn_status_load(&status));
+    EXPECT_EQ(600001, vpn_status_load(&status));
+    vpn_config config;
+    EXPECT_EQ(600001, vpn_config_load(&config));
     vpn_item* items = nullptr;
     int count = 0;
-    EXPECT_NE(0, vpn_item_list(&items, &count));
-    if (items) free(items);
+    EXPECT_EQ(600001, vpn_item_list(&items, &count));
+    EXPECT_EQ(nullptr, items);
     EXPECT_EQ(0, is_vpn_enabled());
-    plat_test_reset();
-    EXPECT_EQ(before, root.read("/etc/config/vpn"));
+    EXPECT_EQ(0, is_openvpn_enabled());
 }
