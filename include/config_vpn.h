@@ -64,8 +64,9 @@ typedef struct vpn_status {
  * "pptp" with "mppe" (read as a boolean whatever its type) and "mppc" (taken
  * only when it is a boolean); "openvpn" takes "username" and "password" and,
  * when "openvpn" is present, requires it to be an object with a string "url"
- * (stored in config). 0, or 100208 for a bad id, a text too long for its
- * field or a bad "openvpn" member (fields already taken stay changed). */
+ * (stored in config). 0, or 100208 for a NULL item, an object that is not
+ * a JSON object, a bad id, a text too long for its field or a bad "openvpn"
+ * member (fields already taken stay changed). */
 VESPIN_API int vpn_item_json2cfg(vpn_item *item, json_object *object);
 /* Full parse for a new item: "name" and "protocol" are required strings
  * within their limits. PPTP and L2TP require "server" and "username"

@@ -294,6 +294,12 @@ TEST(Diagnosis, RunsTheChosenToolWithItsExactCommand) {
         EXPECT_EQ(expected[type], plat_test_commands().back().text);
         EXPECT_EQ(0, strncmp(output, first_line[type], strlen(first_line[type]))) << output;
     }
+    // A failing tool is not an error: its output says what happened.
+    strcpy(request.target, "nosuch.test");
+    request.type = 2;
+    ASSERT_EQ(0, get_network_diagnosis_msg(&request, sizeof output));
+    EXPECT_NE(nullptr, strstr(output, "** server can't find nosuch.test: NXDOMAIN\n")) << output;
+    strcpy(request.target, "localhost");
     // The output is cut to size - 1 bytes and terminated.
     request.type = 2;
     memset(output, 'z', sizeof output);
