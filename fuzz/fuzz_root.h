@@ -15,7 +15,7 @@ inline const std::string& fuzz_root() {
     if (root.empty()) {
         char pattern[] = "/tmp/vespin-fuzz-XXXXXX";
         root = mkdtemp(pattern);
-        for (const char* dir : {"/flash", "/var", "/var/log"}) mkdir((root + dir).c_str(), 0755);
+        for (const char* dir : {"/etc", "/flash", "/var", "/var/log"}) mkdir((root + dir).c_str(), 0755);
         atexit([] { std::filesystem::remove_all(root); });
         setenv("VESPIN_ROOT", root.c_str(), 1);
         plat_reload_root();

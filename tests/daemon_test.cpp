@@ -493,4 +493,41 @@ TEST(NodeDaemon, FeatureMethodsReachTheGatewaysChainsAndUrlFilterModule) {
     EXPECT_EQ("", error_code(blocked)) << blocked;
     std::string stations = nng_call(gateway.address(), "{\"method\":\"sta_blacklist.list\"}");
     EXPECT_NE(std::string::npos, stations.find("\"mac\":\"a0b1c2d3e4f6\"")) << stations;
+TEST(NodeDaemon, ServesVpnProfilesAndNetworkDiagnostics) {
+    node_daemon node("127.0.10.2", "022411000100010", "vpn-node");
+    node.root().write("/tmp/openvpn.tmp", "client\n");
+    ASSERT_TRUE(node.start()) << read_file(node.log_path());
+
+    std::string added = nng_call(node.address(), "{\"method\":\"vpn.add\",\"params\":{\"name\":\"home\","
+                                                  "\"protocol\":\"openvpn\",\"openvpn\":{\"url\":\"openvpn.tmp\"}}}");
+    EXPECT_EQ("{\"result\":{\"id\":\"1\"}}", added);
+    EXPECT_EQ("{\"result\":[{\"id\":\"1\",\"name\":\"home\",\"protocol\":\"openvpn\",\"username\":\"\","
+              "\"password\":\"\",\"openvpn\":{\"url\":\"openvpn-1.ovpn\"}}]}",
+              udp_call(node.address(), "{\"method\":\"vpn.list\"}"));
+    EXPECT_EQ("{\"result\":{\"default_vpn\":\"1\",\"enabled\":true}}",
+              nng_call(node.address(), "{\"method\":\"vpn.set\",\"params\":{\"enabled\":true,\"default_vpn\":\"1\"}}"));
+    // The OpenVPN client restarts after the answer; the status follows it.
+    std::string status;
+    for (int i = 0; i < 100 && result_of(status, "status") != "connected"; i++) {
+        usleep(50 * 1000);
+        status = nng_call(node.address(), "{\"method\":\"vpn.status\"}");
+    }
+    EXPECT_EQ("connected", result_of(status, "status")) << status;
+    std::string busy = nng_call(node.address(), "{\"method\":\"vpn.delete\",\"params\":{\"id\":\"1\"}}");
+    EXPECT_EQ("600702", error_code(busy)) << busy;
+    EXPECT_EQ("100208", error_code(nng_call(node.address(), "{\"method\":\"vpn.delete\",\"params\":{\"id\":\"9\"}}")));
+
+    std::string ping = nng_call(node.address(), "{\"method\":\"network.ping\",\"params\":{\"host\":\"localhost\"}}");
+    EXPECT_NE(std::string::npos, result_of(ping, "output").find("rtt min/avg/max/mdev = ")) << ping;
+    std::string refused = udp_call(node.address(), "{\"method\":\"network.nslookup\",\"params\":{\"host\":\"a;reboot\"}}");
+    EXPECT_EQ("100208", error_code(refused)) << refused;
+    EXPECT_EQ("", read_file(node.root().path("/var/log/nslookup.args")));
+    std::string speed = nng_call(node.address(), "{\"method\":\"network.speedtest\",\"params\":{\"full\":true}}");
+    EXPECT_EQ("{\"result\":{\"code\":0,\"up\":52340,\"down\":187650,\"loss_rate\":0,\"min\":11,\"max\":19,"
+              "\"avg\":14,\"jitter\":2}}",
+              speed);
+    std::string rate = nng_call(node.address(), "{\"method\":\"network.speed\",\"params\":{\"ifname\":\"wlan0\"}}");
+    EXPECT_EQ("0", result_of(rate, "tx")) << rate;
+    std::string state = result_of(nng_call(node.address(), "{\"method\":\"wan.state\"}"), "state");
+    EXPECT_TRUE(state == "1" || state == "2") << "a link; Internet when raw sockets are permitted: " << state;
 }

@@ -65,15 +65,17 @@ int lookup_package(uci_backend_context* b, const char* name) {
 }
 
 // Looks a path (cut to 127 characters) up: 0 with *found complete, or the
-// code vespin_uci_ctx_get returns.
-int find_in(uci_backend_context* b, const char* path, uci_backend_found* found) {
+// code vespin_uci_ctx_get returns; *lookup_error gets the backend's error
+// number of a failed lookup (the caller logs it).
+int find_in(uci_backend_context* b, const char* path, uci_backend_found* found, int* lookup_error) {
+    *lookup_error = 0;
     if (!b || !path) return VESPIN_ERR_FAILURE;
     char cut[128];
     copy_text(cut, sizeof cut, path);
     int err = uci_backend_lookup(b, cut, found);
     if (err == UCI_BACKEND_NOTFOUND) return VESPIN_ERR_NOT_FOUND;
     if (err != 0) {
-        VLOG_ERROR("Uci not found, errcode: %d", err);
+        *lookup_error = err;
         return VESPIN_ERR_FAILURE;
     }
     return found->complete ? 0 : VESPIN_ERR_NOT_FOUND;
@@ -172,7 +174,9 @@ int vespin_uci_ctx_delete_section(uci_context* ctx, const char* path) { return v
 int vespin_uci_ctx_get(uci_context* ctx, const char* path, char* output) {
     if (!output) return VESPIN_ERR_FAILURE;
     uci_backend_found found;
-    int result = find_in(backend_of(ctx), path, &found);
+    int lookup_error = 0;
+    int result = find_in(backend_of(ctx), path, &found, &lookup_error);
+    if (lookup_error) VLOG_ERROR("Uci not found, errcode: %d", lookup_error);
     return result != 0 ? result : copy_found(found, output);
 }
 
@@ -267,7 +271,9 @@ void URL_filter_config_free(uci_context* ctx) { vespin_uci_ctx_free(ctx); }
 
 int uci_ctx_get_text(uci_context* ctx, const char* path, std::string* out) {
     uci_backend_found found;
-    int result = find_in(backend_of(ctx), path, &found);
+    int lookup_error = 0;
+    int result = find_in(backend_of(ctx), path, &found, &lookup_error);
+    if (lookup_error) VLOG_ERROR("Uci not found, errcode: %d", lookup_error);
     if (result != 0) return result;
     switch (found.last) {
     case uci_backend_element::section:

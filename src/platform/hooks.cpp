@@ -62,5 +62,10 @@ bool plat_uci_write_fault() {
     auto& h = plat_hooks_state();
     return ++h.uci_writes_seen == h.uci_write_to_fail;
 }
+void plat_test_set_icmp_script(plat_icmp_script script) { plat_hooks_state().icmp_script = std::move(script); }
+
+const std::vector<plat_icmp_sent>& plat_test_icmp_sent() { return plat_hooks_state().icmp_sent; }
+
+const std::vector<std::string>& plat_test_resolved() { return plat_hooks_state().resolved; }
 
 void plat_test_reset() { plat_hooks_state() = plat_hooks(); }

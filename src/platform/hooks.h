@@ -16,6 +16,9 @@ struct plat_hooks {
     std::vector<std::pair<std::string, int>> failing_opens;
     int uci_writes_seen = 0;
     int uci_write_to_fail = 0;  // 1-based; 0: none
+    plat_icmp_script icmp_script;
+    std::vector<plat_icmp_sent> icmp_sent;
+    std::vector<std::string> resolved;
 };
 
 plat_hooks& plat_hooks_state();

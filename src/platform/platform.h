@@ -102,6 +102,31 @@ int plat_if_query(const char* ifname, int kind, void* out, bool* found);
 // 127.0.0.1 when the root names none.
 uint32_t plat_bind_address();
 
+// ---- ICMP echo and name resolution -------------------------------------
+
+// Opens a raw IPv4 ICMP socket with a 131072-byte receive buffer, made
+// non-blocking. Returns the socket, or -1 (errno set; EPERM when the process
+// may not open raw sockets).
+int plat_icmp_open();
+// Sets the kernel's ICMP filter so that echo requests (type 8) never reach
+// the socket: a probe of a loopback address would read its own requests.
+void plat_icmp_drop_echo_requests(int sock);
+// Sends one ICMP message to an IPv4 address (network order): the bytes sent,
+// or -1. Emulated: only loopback addresses (127.0.0.0/8) are reached; any
+// other is refused with ENETUNREACH, so that nothing leaves the machine
+// (scripted test sockets take any address).
+int plat_icmp_send(int sock, const void* message, size_t size, uint32_t address);
+// Waits until the socket is readable: 1, 0 after `timeout_ms`, -1 on error.
+int plat_icmp_wait(int sock, int timeout_ms);
+// Reads one datagram (IP header included): its size, or -1.
+int plat_icmp_receive(int sock, void* buffer, size_t size);
+void plat_icmp_close(int sock);
+
+// The first IPv4 address (network order) of a host name: true, or false when
+// it cannot be resolved. Router: the system resolver. Emulated: the root's
+// "/etc/hosts" only (no lookup ever leaves the machine).
+bool plat_resolve_ipv4(const char* host, uint32_t* address);
+
 // ---- clock ---------------------------------------------------------------
 
 // Seconds and microseconds now (gettimeofday); driven by the fake clock in tests.

@@ -4,6 +4,8 @@
 // unused. plat_test_reset() restores every default.
 #pragma once
 
+#include <stdint.h>
+
 #include <functional>
 #include <string>
 #include <vector>
@@ -63,5 +65,23 @@ void plat_test_fail_open(const std::string& router_path, int error_number);
 void plat_test_fail_uci_write(int nth);
 // UCI writes counted since the last plat_test_fail_uci_write or reset.
 int plat_test_uci_writes();
+// One ICMP message the core sent: destination (network order) and bytes.
+struct plat_icmp_sent {
+    uint32_t address;
+    std::string message;
+};
+
+// Answers the ICMP sockets in-process: once set, plat_icmp_open gives a
+// scripted socket that records what is sent and, when the core waits, asks
+// the script with every message sent on that socket so far. The script
+// returns true with one datagram to deliver (IP header included), or false
+// for silence: the wait then times out (advancing the fake clock by the
+// timeout when it is set).
+using plat_icmp_script = std::function<bool(const std::vector<plat_icmp_sent>& sent, std::string* datagram)>;
+void plat_test_set_icmp_script(plat_icmp_script script);
+// Every message sent on scripted sockets since the last reset.
+const std::vector<plat_icmp_sent>& plat_test_icmp_sent();
+// Every host name handed to plat_resolve_ipv4 since the last reset.
+const std::vector<std::string>& plat_test_resolved();
 
 void plat_test_reset();
