@@ -456,6 +456,8 @@ TEST(NodeDaemon, WifiGuestDeviceAndRuleMethodsApplyOnTheGateway) {
     std::string zone = nng_call(node.address(), "{\"method\":\"timezone.config.set\",\"params\":{\"offset\":-5}}");
     EXPECT_EQ("-5", result_of(zone, "offset")) << zone;
     EXPECT_EQ("1", result_of(zone, "position"));
+}
+
 TEST(NodeDaemon, FeatureMethodsReachTheGatewaysChainsAndUrlFilterModule) {
     node_daemon gateway("127.0.3.13", "022411000100013", "features");
     ASSERT_TRUE(gateway.start()) << read_file(gateway.log_path());
@@ -493,6 +495,8 @@ TEST(NodeDaemon, FeatureMethodsReachTheGatewaysChainsAndUrlFilterModule) {
     EXPECT_EQ("", error_code(blocked)) << blocked;
     std::string stations = nng_call(gateway.address(), "{\"method\":\"sta_blacklist.list\"}");
     EXPECT_NE(std::string::npos, stations.find("\"mac\":\"a0b1c2d3e4f6\"")) << stations;
+}
+
 TEST(NodeDaemon, ServesVpnProfilesAndNetworkDiagnostics) {
     node_daemon node("127.0.10.2", "022411000100010", "vpn-node");
     node.root().write("/tmp/openvpn.tmp", "client\n");

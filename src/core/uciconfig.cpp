@@ -297,7 +297,9 @@ int uci_ctx_get_text(uci_context* ctx, const char* path, std::string* out) {
 int uci_ctx_get_list(uci_context* ctx, const char* path, std::vector<std::string>* out) {
     out->clear();
     uci_backend_found found;
-    int result = find_in(backend_of(ctx), path, &found);
+    int lookup_error = 0;
+    int result = find_in(backend_of(ctx), path, &found, &lookup_error);
+    if (lookup_error) VLOG_ERROR("Uci not found, errcode: %d", lookup_error);
     if (result != 0) return result;
     if (found.last == uci_backend_element::option_string) out->push_back(found.text);
     if (found.last != uci_backend_element::option_list) return 0;
