@@ -190,6 +190,10 @@ TEST(Ipv6Store, EachModeWritesItsSettings) {
     EXPECT_STREQ("it's $(secret)", loaded->pppoe.password);
     EXPECT_EQ(1, loaded->pppoe.share_ipv4_credentials);
     EXPECT_TRUE(plat_test_commands().empty()) << "no setter runs a command";
+    ipv6_pppoe_netcfg broken = loaded->pppoe;
+    strcpy(broken.password, "line\nbreak");
+    EXPECT_EQ(VESPIN_ERR_INVALID_PARAM, save_ipv6_pppoe_to_uci(&broken));
+    EXPECT_EQ(std::string::npos, root.read("/etc/config/ipv6").find("line"));
 
     // Unknown type and failing settings.
     plat_test_capture_log();
