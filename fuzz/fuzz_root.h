@@ -24,8 +24,11 @@ inline void fuzz_root_with_output(const std::string& output) {
         setenv("VESPIN_ROOT", root.c_str(), 1);
         plat_reload_root();
         plat_write_file_atomic("/etc/vespin/interfaces", "eth1 addr=10.0.0.2 netmask=255.255.255.0\n");
-        plat_test_capture_log();
     }
+    // A fresh hook state each run: the command list and the captured log
+    // would otherwise grow with every input.
+    plat_test_reset();
+    plat_test_capture_log();
     plat_test_set_command_script([output](const plat_command&, plat_command_reply* reply) {
         reply->output = output;
         return true;
