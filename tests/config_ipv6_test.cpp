@@ -165,6 +165,15 @@ TEST(Ipv6Store, EachModeWritesItsSettings) {
     ipv6_dhcp6s_param dhcp6s;
     ASSERT_NE(0, apmib_get(372, &dhcp6s));
     EXPECT_EQ(1u, dhcp6s.enabled);
+    // The block is written only when it differs: a second call writes nothing.
+    plat_test_fail_setting(370, false, true);
+    EXPECT_EQ(0, radvd_default_config());
+    radvd.prefixes[1].enabled = 1;
+    plat_test_reset();
+    ASSERT_NE(0, apmib_set(370, &radvd));
+    plat_test_fail_setting(370, false, true);
+    EXPECT_EQ(VESPIN_ERR_SETTING, radvd_default_config()) << "a prefix entry to clear";
+    plat_test_reset();
 
     auto loaded = fresh();
     ASSERT_EQ(0, get_ipv6_wan_net_config(loaded.get()));
