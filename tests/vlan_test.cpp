@@ -259,9 +259,11 @@ TEST(VlanJson, GoldenFormsAndFirstEntryOnly) {
 TEST(VlanTable, EveryFailingSettingOfTheWriterEndsWithItsCode) {
     // Each id vlan_table_set touches fails in turn, on get and on set.
     const int ids[] = {kMibDeleteAll, kMibPvids, kMibAdd, kMibEnable};
+    test_root root;
     for (int id : ids) {
         for (int side = 0; side < 2; side++) {
-            test_root root;
+            plat_test_reset();
+            ASSERT_NE(0, apmib_reinit()) << "back to the factory settings (nothing was flushed)";
             auto table = std::make_unique<vlan_table>();
             fill_entry(&table->entries[0], 300, {1});
             table->count = 1;

@@ -127,9 +127,11 @@ TEST(WanStatic, InvalidTextsAreRefusedInOrder) {
 TEST(WanStatic, EveryFailingSettingEndsWithItsCodeAndKeepsEarlierWrites) {
     // The ids config_wan_static reads or writes, in the order it touches them.
     const int ids[] = {170, 171, 174, 175, 172, 101, 102, 103, 176, 177, 178, 104};
+    test_root root;
     for (int id : ids) {
         for (int side = 0; side < 2; side++) {
-            test_root root;
+            plat_test_reset();
+            ASSERT_NE(0, apmib_reinit()) << "back to the factory settings (nothing was flushed)";
             set_address(172, "192.168.1.254");
             plat_test_fail_setting(id, side == 0, side == 1);
             net_info info = static_info("192.168.1.20", "255.255.255.0", "192.168.1.1", "8.8.8.8", "", "9.9.9.9");
