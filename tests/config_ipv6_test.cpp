@@ -199,6 +199,15 @@ TEST(Ipv6Store, EachModeWritesItsSettings) {
     EXPECT_STREQ("it's $(secret)", loaded->pppoe.password);
     EXPECT_EQ(1, loaded->pppoe.share_ipv4_credentials);
     EXPECT_TRUE(plat_test_commands().empty()) << "no setter runs a command";
+    // Options missing from the package read as false and empty.
+    ASSERT_EQ(0, vespin_uci_set(2, "ipv6.pppoe.share_credentials"));
+    ASSERT_EQ(0, vespin_uci_set(2, "ipv6.pppoe.password"));
+    ipv6_pppoe_netcfg from_uci;
+    memset(&from_uci, 0x55, sizeof from_uci);
+    ASSERT_EQ(0, get_ipv6_pppoe_from_uci(&from_uci));
+    EXPECT_EQ(0, from_uci.share_ipv4_credentials);
+    EXPECT_STREQ("v6user", from_uci.account);
+    EXPECT_STREQ("", from_uci.password);
     ipv6_pppoe_netcfg broken = loaded->pppoe;
     strcpy(broken.password, "line\nbreak");
     EXPECT_EQ(VESPIN_ERR_INVALID_PARAM, save_ipv6_pppoe_to_uci(&broken));

@@ -153,6 +153,15 @@ TEST(VlanTable, SetWritesEntriesPvidsAndTheEnableFlag) {
     EXPECT_EQ(VESPIN_ERR_FAILURE, vlan_entry_delete(0));
     table->entries[0].id = 0;
     EXPECT_EQ(VESPIN_ERR_MISSING_PARAM, vlan_config_add(&table->entries[0]));
+
+    // Disabling all: flag off, entries gone, PVIDs back to their defaults.
+    table->entries[0].id = 500;
+    ASSERT_EQ(0, vlan_table_set(table.get()));
+    EXPECT_NE(default_pvids(), pvids());
+    ASSERT_EQ(0, vlan_all_disable());
+    EXPECT_EQ(0, stored_int(kMibEnable));
+    EXPECT_EQ(0, stored_int(kMibCount));
+    EXPECT_EQ(default_pvids(), pvids());
 }
 
 TEST(VlanTable, MergeKeepsTheStoredTaggedFlag) {
