@@ -194,7 +194,9 @@ VESPIN_API int get_ipv6_pppoe(ipv6_pppoe_netcfg *config);
  * with no DNS. */
 VESPIN_API int get_ipv6_dns(ipv6_addrs *dns);
 /* "ipv6.pppoe.share_credentials", ".username", ".password", committed as
- * one; a failure rolls back. 600001 without a context or on failure. */
+ * one; a failure rolls back. 600001 without a context or on failure. An
+ * account or password with a byte outside printable ASCII (a line break
+ * would cut the package file's line) gives 100208 with nothing written. */
 VESPIN_API int save_ipv6_pppoe_to_uci(const ipv6_pppoe_netcfg *config);
 /* Missing options read as false / empty. */
 VESPIN_API int get_ipv6_pppoe_from_uci(ipv6_pppoe_netcfg *config);

@@ -172,9 +172,10 @@ VESPIN_API int config_wan_enable_dhcp(char dns[2][16]);
  * are rebased into the new network. 0, 100208 for an invalid address text,
  * or 600002. */
 VESPIN_API int config_wan_static(net_info *info);
-/* WAN type 3 with the account (106, 107) and the DNS as for DHCP; then the
- * IPv6 PPPoE account ("ipv6" UCI package) takes the same user and password
- * when it shares the IPv4 credentials. 0 or a code. */
+/* WAN type 3 with the account (106, 107; each cut to 39 characters) and the
+ * DNS as for DHCP; then the IPv6 PPPoE account ("ipv6" UCI package) takes
+ * the same user and password when it shares the IPv4 credentials. 0 or a
+ * code (100208 from the IPv6 save for a text outside printable ASCII). */
 VESPIN_API int config_wan_pppoe(const char *user, const char *password, char dns[2][16]);
 /* Runs "wanstat" and parses its eight lines, then reads 2405: 0, 600001
  * when the tool fails or prints fewer than eight values, 600002. */

@@ -72,8 +72,9 @@ TEST(LanConfig, FactoryServerAndOtherModes) {
 
 TEST(LanConfig, BothPoolReadsReportDhcpStart) {
     // Deliberate: the end-of-pool read reports "Fail to get DHCP_START" too.
+    test_root root;
     for (int id : {174, 175}) {
-        test_root root;
+        plat_test_reset();
         plat_test_capture_log();
         plat_test_fail_setting(id, true, false);
         lan_net_config lan;
@@ -87,7 +88,7 @@ TEST(LanConfig, BothPoolReadsReportDhcpStart) {
                                                   {171, "Fail to get subnet"},
                                                   {172, "Fail to get gateway ip"}};
     for (const auto& other : others) {
-        test_root root;
+        plat_test_reset();
         plat_test_capture_log();
         plat_test_fail_setting(other.first, true, false);
         lan_net_config lan;

@@ -153,6 +153,15 @@ TEST(VlanTable, SetWritesEntriesPvidsAndTheEnableFlag) {
     EXPECT_EQ(VESPIN_ERR_FAILURE, vlan_entry_delete(0));
     table->entries[0].id = 0;
     EXPECT_EQ(VESPIN_ERR_MISSING_PARAM, vlan_config_add(&table->entries[0]));
+
+    // Disabling all: flag off, entries gone, PVIDs back to their defaults.
+    table->entries[0].id = 500;
+    ASSERT_EQ(0, vlan_table_set(table.get()));
+    EXPECT_NE(default_pvids(), pvids());
+    ASSERT_EQ(0, vlan_all_disable());
+    EXPECT_EQ(0, stored_int(kMibEnable));
+    EXPECT_EQ(0, stored_int(kMibCount));
+    EXPECT_EQ(default_pvids(), pvids());
 }
 
 TEST(VlanTable, MergeKeepsTheStoredTaggedFlag) {
@@ -259,9 +268,11 @@ TEST(VlanJson, GoldenFormsAndFirstEntryOnly) {
 TEST(VlanTable, EveryFailingSettingOfTheWriterEndsWithItsCode) {
     // Each id vlan_table_set touches fails in turn, on get and on set.
     const int ids[] = {kMibDeleteAll, kMibPvids, kMibAdd, kMibEnable};
+    test_root root;
     for (int id : ids) {
         for (int side = 0; side < 2; side++) {
-            test_root root;
+            plat_test_reset();
+            ASSERT_NE(0, apmib_reinit()) << "back to the factory settings (nothing was flushed)";
             auto table = std::make_unique<vlan_table>();
             fill_entry(&table->entries[0], 300, {1});
             table->count = 1;

@@ -4,6 +4,7 @@
 #include "apmib.h"
 #include "config_wan.h"
 #include "core/config/ipv6_solicit.h"
+#include "core/config/pppoe_password.h"
 #include "core/log.h"
 #include "core/text.h"
 #include "core/uci_ref.h"
@@ -203,6 +204,10 @@ int save_ipv6_pppoe_to_uci(const ipv6_pppoe_netcfg* config) {
     char account[IPV6_PPPOE_TEXT_SIZE], password[IPV6_PPPOE_TEXT_SIZE];
     copy_text(account, sizeof account, config->account);
     copy_text(password, sizeof password, config->password);
+    if (!pppoe_text_printable(account, strlen(account)) || !pppoe_text_printable(password, strlen(password))) {
+        VLOG_ERROR("Invalid pppoe account");
+        return VESPIN_ERR_INVALID_PARAM;
+    }
     char text[3][128];
     snprintf(text[0], sizeof text[0], "%s.pppoe.share_credentials=%d", kPackage, config->share_ipv4_credentials ? 1 : 0);
     snprintf(text[1], sizeof text[1], "%s.pppoe.username=%s", kPackage, account);
