@@ -11,7 +11,8 @@
 // An action that runs after the reply has gone out (see message_post_action).
 typedef void (*node_post_action)(void);
 
-// An error response; the message is formatted, cut at 399 characters.
+// An error response; the message is formatted, cut at 399 bytes (never
+// inside a character) and made valid UTF-8.
 vespin_response* method_error(int code, const char* format, ...) __attribute__((format(printf, 2, 3)));
 // A success response holding `result` (its reference is taken over; NULL for
 // none) and an optional after-reply action.
