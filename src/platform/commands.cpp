@@ -69,8 +69,9 @@ bool is_path_boundary(char c) {
 // of reaching the host. Any other text that starts with '/' (an awk pattern
 // such as /^0.0.0.0/) is left alone.
 std::set<std::string> root_top_names(const std::string& root) {
-    std::set<std::string> names = {"bin",  "etc",  "flash", "home", "lib", "mnt", "opt", "proc", "root",
-                                   "sbin", "sys",  "tmp",   "usr",  "var", "www", "vespin", "run"};
+    std::set<std::string> names = {"bin", "boot", "data", "etc",  "flash", "home", "lib", "lib64",
+                                   "mnt", "opt",  "overlay", "proc", "rom", "root", "run", "sbin",
+                                   "srv", "sys",  "tmp", "usr",  "var", "vespin", "www"};
     if (DIR* dir = opendir(root.c_str())) {
         while (struct dirent* entry = readdir(dir))
             if (entry->d_name[0] != '.') names.insert(entry->d_name);
