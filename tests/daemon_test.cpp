@@ -528,12 +528,22 @@ TEST(NodeDaemon, RepliesAreValidUtf8WhateverTheRequestHeld) {
                                                       replacement + replacement},
         // The method record keeps 79 bytes: the cut falls inside the 2-byte "é".
         {"{\"method\":\"" + std::string(78, 'm') + "\xc3\xa9\"}", "Unknown method: " + std::string(78, 'm')},
-        // Valid characters pass unchanged.
-        {"{\"method\":\"m\xc3\xa9thode\xe2\x82\xac\"}", "Unknown method: m\xc3\xa9thode\xe2\x82\xac"},
+        // Above U+10FFFF: a bad lead byte, then three stray continuation bytes.
+        {"{\"method\":\"\xf4\x90\x80\x80\"}", "Unknown method: " + replacement + replacement + replacement + replacement},
+        // Valid characters of two, three and four bytes pass unchanged.
+        {"{\"method\":\"m\xc3\xa9thode\xe2\x82\xac\xf0\x9f\x98\x80\"}",
+         "Unknown method: m\xc3\xa9thode\xe2\x82\xac\xf0\x9f\x98\x80"},
         // Params echoed by a method.
         {"{\"method\":\"version.compare\",\"params\":{\"a\":\"1.\xff\",\"b\":\"1.0.0\"}}",
          "Invalid version: 1." + replacement},
     };
+    // An echoed text is cut (a version at 64 bytes): never inside a character.
+    std::string accents;
+    for (int i = 0; i < 200; i++) accents += "\xc3\xa9";
+    std::string long_version = "{\"method\":\"version.compare\",\"params\":{\"a\":\"x" + accents + "\",\"b\":\"1.0.0\"}}";
+    std::string answer = nng_call(node.address(), long_version);
+    EXPECT_TRUE(valid_utf8(answer)) << answer;
+    EXPECT_EQ("Invalid version: x" + accents.substr(0, 62), error_message(answer));
     for (const auto& row : cases) {
         for (const std::string& answer : {nng_call(node.address(), row.request), udp_call(node.address(), row.request)}) {
             EXPECT_TRUE(valid_utf8(answer)) << answer;
