@@ -67,8 +67,9 @@ TEST(EmulatedRoot, OnlyPathsUnderTheRootsTopLevelAreMoved) {
                           "print $1,$4}}' /proc/net/arp > /tmp/arp_table"));
     EXPECT_EQ("192.168.1.100 aabbccddee01\n", root.read("/tmp/arp_table"));
 
-    // "/" alone and the root's own path name the root; "/dev/null" stays the host's.
+    // "/" alone, home and the root's own path name the root; "/dev/null" stays the host's.
     EXPECT_EQ(root.dir() + "\n", capture("cd / && pwd"));
+    EXPECT_EQ(root.dir() + "\n", capture("cd && pwd"));
     EXPECT_EQ("x\n", capture("echo x > " + root.dir() + "/tmp/direct && cat /tmp/direct 2>/dev/null"));
 }
 

@@ -146,11 +146,16 @@ struct child_program {
 
 std::vector<std::string> emulated_environment() {
     std::vector<std::string> env;
-    for (char** e = environ; *e; e++)
-        if (strncmp(*e, "PATH=", 5) != 0 && strncmp(*e, "VESPIN_ROOT=", 12) != 0) env.push_back(*e);
+    const char* replaced[] = {"PATH=", "VESPIN_ROOT=", "TMPDIR=", "HOME="};
+    for (char** e = environ; *e; e++) {
+        bool keep = true;
+        for (const char* name : replaced) keep = keep && strncmp(*e, name, strlen(name)) != 0;
+        if (keep) env.push_back(*e);
+    }
     env.push_back("PATH=" + plat_root() + "/bin");
     env.push_back("VESPIN_ROOT=" + plat_root());
     env.push_back("TMPDIR=" + plat_root() + "/tmp");  // here-documents and sort's spill files
+    env.push_back("HOME=" + plat_root());             // a bare "cd" stays in the root
     return env;
 }
 

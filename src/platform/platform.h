@@ -55,7 +55,7 @@ bool plat_write_file_atomic(const char* router_path, const std::string& data, mo
 // ---- commands ------------------------------------------------------------
 // Emulated: every command is recorded in the root's command journal
 // ("/var/log/commands", one line each) and runs under bash with the root's
-// bin/ as the only search path, the root as working directory and TMPDIR,
+// bin/ as the only search path, the root as working directory, HOME and TMPDIR,
 // and the shell's own kill (and "enable", which could bring it back)
 // disabled. Absolute paths of the text whose first name is a top-level
 // entry of the root ("/tmp/x", "/etc", "/proc/net/arp"; "/" alone too) are
