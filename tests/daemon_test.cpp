@@ -50,7 +50,8 @@ pid_t spawn(const std::vector<std::string>& arguments, const std::string& root, 
     pid_t pid = fork();
     if (pid == 0) {
         setenv("VESPIN_ROOT", root.c_str(), 1);
-        if (!freopen(output.c_str(), "w", stdout) || !freopen(output.c_str(), "a", stderr)) _exit(126);
+        // One descriptor for both, so that neither writes over the other.
+        if (!freopen(output.c_str(), "w", stdout) || dup2(STDOUT_FILENO, STDERR_FILENO) < 0) _exit(126);
         setvbuf(stdout, nullptr, _IONBF, 0);
         std::vector<char*> argv;
         for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
@@ -136,6 +137,48 @@ std::string result_of(const std::string& response, const char* key) { return fie
 std::string error_code(const std::string& response) { return field(response, "error", "code"); }
 std::string error_message(const std::string& response) { return field(response, "error", "message"); }
 
+// A process this test started: signalled only while it is known to be
+// running and unreaped (a reaped pid may belong to anyone by now), and
+// killed and reaped at the end of its scope.
+class started_child {
+  public:
+    explicit started_child(pid_t pid) : pid_(pid) {}
+    ~started_child() {
+        if (running()) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    started_child(const started_child&) = delete;
+    started_child& operator=(const started_child&) = delete;
+
+    pid_t pid() const { return pid_; }
+    bool running() {
+        if (pid_ <= 0 || reaped_) return false;
+        int status = 0;
+        if (waitpid(pid_, &status, WNOHANG) != pid_) return true;
+        reaped_ = true;
+        status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        return false;
+    }
+    // The exit status once it has ended, else -1.
+    int exit_status() const { return status_; }
+    // Sends the signal and waits at most 10 s: the exit status, or -1 (it is
+    // then killed).
+    int stop(int signal_number) {
+        if (!running()) return status_;
+        kill(pid_, signal_number);
+        status_ = wait_exit(pid_, 10);
+        reaped_ = true;
+        return status_;
+    }
+
+  private:
+    pid_t pid_;
+    bool reaped_ = false;
+    int status_ = -1;
+};
+
 // One vespind on its own emulated root; killed and reaped at the end.
 class node_daemon {
   public:
@@ -147,33 +190,24 @@ class node_daemon {
 
     // Starts the daemon and waits until it answers over nng.
     bool start() {
-        pid_ = spawn({kDaemon}, root_.dir(), log_path());
+        process_.reset(new started_child(spawn({kDaemon}, root_.dir(), log_path())));
         double deadline = seconds_now() + 10;
         while (seconds_now() < deadline) {
             if (!nng_exchange(address_, "{}", 300).empty()) return true;
-            if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
-                pid_ = -1;
-                return false;
-            }
+            if (!process_->running()) return false;
             usleep(20 * 1000);
         }
         return false;
     }
-    void kill_now() {
-        if (pid_ <= 0) return;
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-        pid_ = -1;
-    }
+    void kill_now() { process_.reset(); }
     // Sends a signal and waits for the exit: the status, or -1.
     int stop(int signal_number) {
-        kill(pid_, signal_number);
-        int status = wait_exit(pid_, 10);
-        pid_ = -1;
+        int status = process_ ? process_->stop(signal_number) : -1;
+        process_.reset();
         return status;
     }
 
-    pid_t pid() const { return pid_; }
+    pid_t pid() const { return process_ ? process_->pid() : -1; }
     const std::string& address() const { return address_; }
     const test_root& root() const { return root_; }
     std::string log_path() const { return root_.path("/var/log/vespind.log"); }
@@ -181,7 +215,7 @@ class node_daemon {
   private:
     std::string address_;
     test_root root_;
-    pid_t pid_ = -1;
+    std::unique_ptr<started_child> process_;
 };
 
 struct cli_result {
@@ -558,28 +592,18 @@ TEST(NodeDaemon, OnlyTheDaemonThatWonTheRootKeepsAndRemovesThePidFile) {
     // Two daemons started at the same instant: exactly one stays, and the
     // pid file names it (the loser must not remove it on its way out).
     for (int trial = 0; trial < 5; trial++) {
-        pid_t first = spawn({kDaemon}, node.root().dir(), node.root().path("/var/log/first.log"));
-        pid_t second = spawn({kDaemon}, node.root().dir(), node.root().path("/var/log/second.log"));
-        pid_t loser = -1, winner = -1;
+        started_child first(spawn({kDaemon}, node.root().dir(), node.root().path("/var/log/first.log")));
+        started_child second(spawn({kDaemon}, node.root().dir(), node.root().path("/var/log/second.log")));
         double deadline = seconds_now() + 10;
-        while (loser < 0 && seconds_now() < deadline) {
-            int status = 0;
-            if (waitpid(first, &status, WNOHANG) == first) {
-                loser = first, winner = second;
-            } else if (waitpid(second, &status, WNOHANG) == second) {
-                loser = second, winner = first;
-            } else {
-                usleep(10 * 1000);
-                continue;
-            }
-            EXPECT_EQ(1, WIFEXITED(status) ? WEXITSTATUS(status) : -1);
-        }
-        ASSERT_GT(loser, 0) << "both daemons kept running";
+        while (first.running() && second.running() && seconds_now() < deadline) usleep(10 * 1000);
+        started_child& loser = first.running() ? second : first;
+        started_child& winner = first.running() ? first : second;
+        ASSERT_FALSE(loser.running()) << "both daemons kept running";
+        EXPECT_EQ(1, loser.exit_status());
         usleep(100 * 1000);
-        EXPECT_EQ(0, waitpid(winner, nullptr, WNOHANG)) << "the winner stopped too";
-        EXPECT_EQ(std::to_string(winner) + "\n", read_file(pid_file)) << "trial " << trial;
-        kill(winner, SIGTERM);
-        EXPECT_EQ(0, wait_exit(winner, 10));
+        ASSERT_TRUE(winner.running()) << "the winner stopped too";
+        EXPECT_EQ(std::to_string(winner.pid()) + "\n", read_file(pid_file)) << "trial " << trial;
+        EXPECT_EQ(0, winner.stop(SIGTERM));
         EXPECT_NE(0, access(pid_file.c_str(), F_OK));
     }
 
