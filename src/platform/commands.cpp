@@ -130,6 +130,12 @@ struct child_program {
     std::vector<std::string> env;
     bool search_path = false;  // router: execvp
     int fence = -1;            // emulated: the root fence's ruleset (root_fence.h)
+    // The parent's copy of the ruleset goes once the child has it, or when
+    // no child is started.
+    void close_fence() {
+        if (fence >= 0) close(fence);
+        fence = -1;
+    }
     std::vector<char*> argv() {
         std::vector<char*> v;
         for (auto& a : args) v.push_back(&a[0]);
@@ -186,8 +192,7 @@ pid_t start_child(child_program& program, int stdout_fd, int close_fd) {
     std::vector<char*> envp = program.envp();
     pid_t pid = fork();
     if (pid != 0) {
-        if (program.fence >= 0) close(program.fence);
-        program.fence = -1;
+        program.close_fence();
         return pid;
     }
     if (program.fence >= 0 && !root_fence_enter(program.fence)) _exit(126);
@@ -238,6 +243,7 @@ int capture(child_program& program, char* out, size_t size, int* wait_status, bo
     int fds[2];
     *start_error = 0;
     if (pipe2(fds, O_CLOEXEC) != 0) {
+        program.close_fence();
         *start_error = -3;
         return -1;
     }

@@ -9,7 +9,8 @@
 
 // A ruleset descriptor for root_fence_enter, made in the parent before fork,
 // or -1 when the kernel has no Landlock: the command runner's rewriting of
-// the text is then the only fence. The caller closes it.
+// the text is then the only fence. A root that cannot be opened is left out
+// of the rules, so that nothing can be written at all. The caller closes it.
 int root_fence_open(const std::string& root);
 
 // Confines the calling process (a child between fork and exec) with the
