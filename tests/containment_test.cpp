@@ -15,6 +15,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 namespace {
@@ -41,6 +42,11 @@ class host_dir {
     std::string dir_, escape_;
 };
 
+size_t open_descriptors() {
+    std::filesystem::directory_iterator fds("/proc/self/fd");
+    return (size_t)std::distance(begin(fds), end(fds));
+}
+
 std::string capture(const std::string& command) {
     char out[512];
     int n = mk_popen2(command.c_str(), out, sizeof out);
@@ -51,6 +57,7 @@ std::string capture(const std::string& command) {
 
 TEST(EmulatedRoot, OnlyPathsUnderTheRootsTopLevelAreMoved) {
     test_root root;
+    size_t descriptors = open_descriptors();
     root.write("/proc/net/route",
                "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n"
                "eth1\t00000000\t0101A8C0\t0003\t0\t0\t0\t00000000\t0\t0\t0\n"
@@ -71,6 +78,7 @@ TEST(EmulatedRoot, OnlyPathsUnderTheRootsTopLevelAreMoved) {
     EXPECT_EQ(root.dir() + "\n", capture("cd / && pwd"));
     EXPECT_EQ(root.dir() + "\n", capture("cd && pwd"));
     EXPECT_EQ("x\n", capture("echo x > " + root.dir() + "/tmp/direct && cat /tmp/direct 2>/dev/null"));
+    EXPECT_EQ(descriptors, open_descriptors());  // nothing of a command stays open here
 }
 
 TEST(EmulatedRoot, DotDotNeverLeadsOutOfTheRoot) {
