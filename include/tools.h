@@ -142,11 +142,15 @@ typedef struct dhcp_lease_entry {
 
 /* Asks the DHCP server to write its leases ("kill -SIGUSR1 <pid>" with the
  * pid from "/var/run/udhcpd.pid", or 2 when that file is missing and 5 when
- * it cannot be read), waits 1 ms, and lists the records of
+ * it cannot be read: those two fallbacks are deliberate), waits 1 ms, and
+ * lists the records of
  * "/var/lib/misc/udhcpd.leases" whose expiry is not 0. *list gets a new array
  * (caller frees) and *count its entries. Returns plain error numbers: 0, 2
  * (lease file missing), 5 (cannot be opened), 12 (out of memory), 22 (a
- * NULL out pointer; nothing is run). */
+ * NULL out pointer; nothing is run). Safe path: a pid file holding a number
+ * below 2 (1 would be init; 0 and negative numbers name process groups)
+ * signals nothing and skips the pause, as 0 does; every number from 2 up is
+ * signalled as it stands. */
 VESPIN_API int get_dhcp_client_list(dhcp_lease_entry **list, int *count);
 
 #ifdef __cplusplus

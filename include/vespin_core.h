@@ -133,7 +133,9 @@ VESPIN_API int setTimeZone(void);
  * the server of setting 152 (0 to 5: settings 154, 155, 2255-2258). Returns
  * the last command's result. An index outside 0 to 5, an unreadable server
  * or one whose name holds anything but letters, digits, '.', '-', '_' and
- * ':' gives an empty name (an unchecked name would reach the shell). */
+ * ':', or that starts with '-' (ntp_inet would take it for an option),
+ * gives an empty name: an unchecked name would reach the shell. Every other
+ * stored name is passed as it stands. */
 VESPIN_API int restart_ntp(void);
 
 /* ---- WAN setup ----------------------------------------------------------

@@ -21,6 +21,9 @@ done
 
 work=$(mktemp -d /tmp/vespin-install-XXXXXX)
 trap 'rm -rf "$work"' EXIT
+# The consumers log through the library: into this emulated root, never the host's syslog.
+mkdir -p "$work/root/var/log"
+export VESPIN_ROOT="$work/root"
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 libdir=$(find "$work/prefix" -name libvespin.so -printf '%h\n' | head -n 1)
 [ -f "$work/prefix/include/vespin/request.h" ] || { echo "headers not installed under include/vespin"; exit 1; }
@@ -33,4 +36,6 @@ cmake -S "$src/tests/install_consumer" -B "$work/cmake-consumer" -DCMAKE_PREFIX_
   -DCMAKE_C_FLAGS="$cflags" -DCMAKE_EXE_LINKER_FLAGS="$cflags" >/dev/null
 cmake --build "$work/cmake-consumer" >/dev/null
 LD_LIBRARY_PATH="$libdir" "$work/cmake-consumer/consumer" >/dev/null
+[ "$(grep -c 'Invalid json: not json' "$work/root/var/log/messages")" = 2 ] ||
+  { echo "the consumers did not log into their emulated root"; exit 1; }
 echo "abi check passed"

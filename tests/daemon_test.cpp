@@ -1,12 +1,16 @@
 // The node daemon end to end: real vespind processes on emulated roots with
 // loopback addresses, called over nng, over datagrams and through the
-// control CLI; and the mesh launcher. Every daemon is killed and reaped when
-// its test ends, even on failure. Each test uses its own addresses so that
-// tests can run in parallel.
+// control CLI, and flooded with hostile requests; and the mesh launcher.
+// Every daemon is killed and reaped when its test ends, even on failure.
+// Each test process takes its own block of loopback addresses
+// (test_loopback_net), so that tests, a second run and a main job can run
+// side by side.
+#include "loopback_net.h"
 #include "msghandle.h"
 #include "test_root.h"
 
 #include <gtest/gtest.h>
+#include <iconv.h>
 #include <json-c/json.h>
 #include <nng/nng.h>
 #include <nng/protocol/reqrep0/req.h>
@@ -16,6 +20,11 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <atomic>
 #include <memory>
 #include <string>
 #include <thread>
@@ -26,6 +35,9 @@ namespace {
 const uint16_t kPort = 10010;
 const std::string kDaemon = std::string(VESPIN_TOOLS_DIR) + "/vespind";
 const std::string kCli = std::string(VESPIN_TOOLS_DIR) + "/vespinctl";
+
+// The address of node `host` (2, 3, ...) in this process's loopback block.
+std::string node_address(int host) { return test_loopback_net(kPort) + "." + std::to_string(host); }
 
 double seconds_now() {
     struct timespec now;
@@ -38,7 +50,8 @@ pid_t spawn(const std::vector<std::string>& arguments, const std::string& root, 
     pid_t pid = fork();
     if (pid == 0) {
         setenv("VESPIN_ROOT", root.c_str(), 1);
-        if (!freopen(output.c_str(), "w", stdout) || !freopen(output.c_str(), "a", stderr)) _exit(126);
+        // One descriptor for both, so that neither writes over the other.
+        if (!freopen(output.c_str(), "w", stdout) || dup2(STDOUT_FILENO, STDERR_FILENO) < 0) _exit(126);
         setvbuf(stdout, nullptr, _IONBF, 0);
         std::vector<char*> argv;
         for (const auto& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
@@ -124,44 +137,77 @@ std::string result_of(const std::string& response, const char* key) { return fie
 std::string error_code(const std::string& response) { return field(response, "error", "code"); }
 std::string error_message(const std::string& response) { return field(response, "error", "message"); }
 
+// A process this test started: signalled only while it is known to be
+// running and unreaped (a reaped pid may belong to anyone by now), and
+// killed and reaped at the end of its scope.
+class started_child {
+  public:
+    explicit started_child(pid_t pid) : pid_(pid) {}
+    ~started_child() {
+        if (running()) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    started_child(const started_child&) = delete;
+    started_child& operator=(const started_child&) = delete;
+
+    pid_t pid() const { return pid_; }
+    bool running() {
+        if (pid_ <= 0 || reaped_) return false;
+        int status = 0;
+        if (waitpid(pid_, &status, WNOHANG) != pid_) return true;
+        reaped_ = true;
+        status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        return false;
+    }
+    // The exit status once it has ended, else -1.
+    int exit_status() const { return status_; }
+    // Sends the signal and waits at most 10 s: the exit status, or -1 (it is
+    // then killed).
+    int stop(int signal_number) {
+        if (!running()) return status_;
+        kill(pid_, signal_number);
+        status_ = wait_exit(pid_, 10);
+        reaped_ = true;
+        return status_;
+    }
+
+  private:
+    pid_t pid_;
+    bool reaped_ = false;
+    int status_ = -1;
+};
+
 // One vespind on its own emulated root; killed and reaped at the end.
 class node_daemon {
   public:
     node_daemon(const std::string& address, const std::string& sn, const std::string& name)
         : address_(address),
           root_("--address " + address + " --sn " + sn + " --name " + name + " --shm-key " +
-                std::to_string(0x7000 + std::stoi(address.substr(address.rfind('.') + 1)))) {}
+                std::to_string(0x10000000 + (ntohl(inet_addr(address.c_str())) & 0xffffff))) {}
     ~node_daemon() { kill_now(); }
 
     // Starts the daemon and waits until it answers over nng.
     bool start() {
-        pid_ = spawn({kDaemon}, root_.dir(), log_path());
+        process_.reset(new started_child(spawn({kDaemon}, root_.dir(), log_path())));
         double deadline = seconds_now() + 10;
         while (seconds_now() < deadline) {
             if (!nng_exchange(address_, "{}", 300).empty()) return true;
-            if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
-                pid_ = -1;
-                return false;
-            }
+            if (!process_->running()) return false;
             usleep(20 * 1000);
         }
         return false;
     }
-    void kill_now() {
-        if (pid_ <= 0) return;
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-        pid_ = -1;
-    }
+    void kill_now() { process_.reset(); }
     // Sends a signal and waits for the exit: the status, or -1.
     int stop(int signal_number) {
-        kill(pid_, signal_number);
-        int status = wait_exit(pid_, 10);
-        pid_ = -1;
+        int status = process_ ? process_->stop(signal_number) : -1;
+        process_.reset();
         return status;
     }
 
-    pid_t pid() const { return pid_; }
+    pid_t pid() const { return process_ ? process_->pid() : -1; }
     const std::string& address() const { return address_; }
     const test_root& root() const { return root_; }
     std::string log_path() const { return root_.path("/var/log/vespind.log"); }
@@ -169,7 +215,7 @@ class node_daemon {
   private:
     std::string address_;
     test_root root_;
-    pid_t pid_ = -1;
+    std::unique_ptr<started_child> process_;
 };
 
 struct cli_result {
@@ -189,8 +235,8 @@ cli_result run_cli(const node_daemon& node, std::vector<std::string> arguments, 
 }  // namespace
 
 TEST(NodeDaemon, AnswersTheSameMethodsOverNngAndDatagrams) {
-    node_daemon gateway("127.0.0.2", "012411000100001", "gateway");
-    node_daemon satellite("127.0.0.3", "022411000100002", "satellite-1");
+    node_daemon gateway(node_address(2), "012411000100001", "gateway");
+    node_daemon satellite(node_address(3), "022411000100002", "satellite-1");
     ASSERT_TRUE(gateway.start()) << read_file(gateway.log_path());
     ASSERT_TRUE(satellite.start()) << read_file(satellite.log_path());
 
@@ -221,7 +267,7 @@ TEST(NodeDaemon, AnswersTheSameMethodsOverNngAndDatagrams) {
 }
 
 TEST(NodeDaemon, AnswersMalformedRequestsWithACodeAndMessage) {
-    node_daemon node("127.0.1.2", "012411000100001", "malformed");
+    node_daemon node(node_address(4), "012411000100001", "malformed");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
     struct case_row {
         std::string request, code, message;
@@ -254,7 +300,7 @@ TEST(NodeDaemon, AnswersMalformedRequestsWithACodeAndMessage) {
 }
 
 TEST(NodeDaemon, AnswersADatagramOfTheReceiversFullSize) {
-    node_daemon node("127.0.1.3", "012411000100001", "fullsize");
+    node_daemon node(node_address(5), "012411000100001", "fullsize");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
     std::string head = "{\"method\":\"version.compare\",\"params\":{\"a\":\"1.1.9\",\"b\":\"1.2.0\",\"pad\":\"";
     std::string tail = "\"}}";
@@ -272,7 +318,7 @@ TEST(NodeDaemon, AnswersADatagramOfTheReceiversFullSize) {
 }
 
 TEST(NodeDaemon, RunsTheAfterReplyActionOnceTheCallerHasItsAnswer) {
-    node_daemon node("127.0.1.4", "022411000100009", "before");
+    node_daemon node(node_address(6), "022411000100009", "before");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
     std::string answer = udp_call(node.address(), "{\"method\":\"system.set_name\",\"params\":{\"name\":\"after\"}}");
     EXPECT_EQ("after", result_of(answer, "name")) << answer;
@@ -297,7 +343,7 @@ TEST(NodeDaemon, RunsTheAfterReplyActionOnceTheCallerHasItsAnswer) {
 }
 
 TEST(NodeDaemon, CallerGetsTheTransportFailureWhenTheDaemonDiesMidCall) {
-    node_daemon node("127.0.1.5", "012411000100001", "victim");
+    node_daemon node(node_address(7), "012411000100001", "victim");
     // "system.info" runs top: this one takes its time, so the daemon can be
     // killed while it is answering.
     node.root().write("/bin/top", "#!/bin/sh\nsleep 2\n");
@@ -338,7 +384,7 @@ TEST(NodeDaemon, CallerGetsTheTransportFailureWhenTheDaemonDiesMidCall) {
 }
 
 TEST(NodeDaemon, SecondDaemonOnTheSameRootRefusesToStart) {
-    node_daemon node("127.0.1.6", "012411000100001", "first");
+    node_daemon node(node_address(8), "012411000100001", "first");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
     std::string output = node.root().path("/var/log/second.log");
     pid_t second = spawn({kDaemon}, node.root().dir(), output);
@@ -357,7 +403,7 @@ TEST(NodeDaemon, SecondDaemonOnTheSameRootRefusesToStart) {
 }
 
 TEST(NodeDaemon, ControlCliPrintsAnswersAndSaysWhatFailed) {
-    node_daemon node("127.0.1.7", "022411000100007", "cli-node");
+    node_daemon node(node_address(9), "022411000100007", "cli-node");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
 
     cli_result ok = run_cli(node, {"--node", node.address(), "system.identity"});
@@ -379,24 +425,33 @@ TEST(NodeDaemon, ControlCliPrintsAnswersAndSaysWhatFailed) {
     EXPECT_EQ(64, bad_params.status);
     EXPECT_NE(std::string::npos, bad_params.output.find("the params are not JSON")) << bad_params.output;
 
-    cli_result nobody = run_cli(node, {"--node", "127.0.1.8", "--timeout", "500", "system.info"});
+    std::string nobody_address = node_address(10);
+    cli_result nobody = run_cli(node, {"--node", nobody_address, "--timeout", "500", "system.info"});
     EXPECT_EQ(2, nobody.status);
-    EXPECT_NE(std::string::npos, nobody.output.find("transport failure (600406) calling system.info on 127.0.1.8 "
-                                                    "over nng: cannot connect to tcp4://127.0.1.8:10010"))
+    EXPECT_NE(std::string::npos,
+              nobody.output.find("transport failure (600406) calling system.info on " + nobody_address +
+                                 " over nng: cannot connect to tcp4://" + nobody_address + ":10010"))
         << nobody.output;
 }
 
 TEST(MeshLauncher, StartsAGatewayAndTwoSatellitesPrintsOneTableAndStopsThem) {
     test_root scratch;
     std::string output = scratch.path("/tmp/mesh.out");
-    pid_t launcher = spawn({std::string(VESPIN_TOOLS_DIR) + "/vespin-mesh", "--once", "--net", "127.0.2", "--sim",
+    std::string net = test_loopback_net(kPort);
+    pid_t launcher = spawn({std::string(VESPIN_TOOLS_DIR) + "/vespin-mesh", "--once", "--net", net, "--sim",
                             std::string(VESPIN_SOURCE_DIR) + "/sim", "--tools", VESPIN_TOOLS_DIR},
                            scratch.dir(), output);
     EXPECT_EQ(0, wait_exit(launcher, 60));
     std::string text = read_file(output);
-    EXPECT_NE(std::string::npos, text.find("1    gateway   127.0.2.2  012411000100001  Q5    gateway      ")) << text;
-    EXPECT_NE(std::string::npos, text.find("2    satellite 127.0.2.3  022411000100002  Lark  satellite-1  ")) << text;
-    EXPECT_NE(std::string::npos, text.find("3    satellite 127.0.2.4  022411000100003  Lark  satellite-2  ")) << text;
+    auto row = [&net](int number, const char* role, int host, const char* serial, const char* model, const char* name) {
+        char line[160];
+        snprintf(line, sizeof line, "%-4d %-9s %-10s %-16s %-5s %-12s ", number, role,
+                 (net + "." + std::to_string(host)).c_str(), serial, model, name);
+        return std::string(line);
+    };
+    EXPECT_NE(std::string::npos, text.find(row(1, "gateway", 2, "012411000100001", "Q5", "gateway"))) << text;
+    EXPECT_NE(std::string::npos, text.find(row(2, "satellite", 3, "022411000100002", "Lark", "satellite-1"))) << text;
+    EXPECT_NE(std::string::npos, text.find(row(3, "satellite", 4, "022411000100003", "Lark", "satellite-2"))) << text;
     EXPECT_NE(std::string::npos, text.find("satellite-2  stopped (exit status 0)")) << text;
     // The nodes' roots go with the mesh.
     size_t at = text.find("/tmp/vespin-mesh-");
@@ -405,8 +460,240 @@ TEST(MeshLauncher, StartsAGatewayAndTwoSatellitesPrintsOneTableAndStopsThem) {
     EXPECT_NE(0, access(work.c_str(), F_OK)) << work;
 }
 
+namespace {
+
+// The resident memory of a process in KiB (VmRSS), or -1.
+long resident_kib(pid_t pid) {
+    std::string status = read_file("/proc/" + std::to_string(pid) + "/status");
+    size_t at = status.find("VmRSS:");
+    return at == std::string::npos ? -1 : strtol(status.c_str() + at + 6, nullptr, 10);
+}
+
+// True when the text is valid UTF-8, as the C library's converter reads it.
+bool valid_utf8(const std::string& text) {
+    iconv_t converter = iconv_open("UTF-32LE", "UTF-8");
+    if (converter == (iconv_t)-1) return false;
+    std::string input = text;
+    std::vector<char> output(text.size() * 4 + 4);
+    char* in = &input[0];
+    char* out = output.data();
+    size_t in_left = input.size(), out_left = output.size();
+    bool ok = iconv(converter, &in, &in_left, &out, &out_left) != (size_t)-1 && in_left == 0;
+    iconv_close(converter);
+    return ok;
+}
+
+// A raw nng peer over TCP: the SP handshake of a requester, then a message
+// header claiming `claimed` bytes followed by only a few of them. true when
+// the daemon closed the connection instead of waiting for the rest.
+bool claim_a_huge_request(const std::string& address, uint64_t claimed) {
+    int fd = socket(AF_INET, SOCK_STREAM, 0);
+    struct sockaddr_in where = {};
+    where.sin_family = AF_INET;
+    where.sin_port = htons(kPort);
+    inet_pton(AF_INET, address.c_str(), &where.sin_addr);
+    struct timeval timeout = {3, 0};
+    setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
+    bool closed = false;
+    // 0, 'S', 'P', version 0, protocol 0x30 (req0) big-endian, 2 reserved bytes.
+    const unsigned char hello[8] = {0, 'S', 'P', 0, 0x00, 0x30, 0, 0};
+    unsigned char answer[8];
+    if (connect(fd, reinterpret_cast<struct sockaddr*>(&where), sizeof where) == 0 &&
+        send(fd, hello, sizeof hello, MSG_NOSIGNAL) == 8 && recv(fd, answer, sizeof answer, MSG_WAITALL) == 8) {
+        unsigned char header[8 + 16] = {0};
+        for (int i = 0; i < 8; i++) header[i] = (unsigned char)(claimed >> (56 - 8 * i));
+        send(fd, header, sizeof header, MSG_NOSIGNAL);
+        char byte;
+        closed = recv(fd, &byte, 1, 0) == 0;  // end of file: nng dropped the peer
+    }
+    close(fd);
+    return closed;
+}
+
+}  // namespace
+
+TEST(NodeDaemon, AnswersEveryLengthFromZeroAndDropsWhatIsOverTheLimit) {
+    node_daemon node(node_address(11), "012411000100001", "lengths");
+    ASSERT_TRUE(node.start()) << read_file(node.log_path());
+    // Every cut of a valid request, from 0 bytes up, without and with its NUL.
+    const std::string request = "{\"method\":\"system.identity\"}";
+    for (size_t length = 0; length <= request.size(); length++) {
+        for (bool nul : {false, true}) {
+            std::string bytes = request.substr(0, length) + (nul ? std::string(1, '\0') : "");
+            std::string answer = nng_exchange(node.address(), bytes);
+            if (length == request.size()) {
+                EXPECT_EQ("lengths", result_of(answer, "name")) << answer;
+            } else {
+                EXPECT_EQ("100209", error_code(answer)) << length << " bytes -> " << answer;
+            }
+        }
+    }
+
+    // Up to the limit a request is read and answered (the padding is a
+    // member no method reads); one byte more and nng drops it unread.
+    auto padded = [](size_t total) {
+        std::string head = "{\"method\":\"system.identity\",\"pad\":\"", tail = "\"}";
+        return head + std::string(total - head.size() - tail.size(), 'x') + tail;
+    };
+    EXPECT_EQ("lengths", result_of(nng_exchange(node.address(), padded(64 * 1024)), "name"));
+    EXPECT_EQ("", nng_exchange(node.address(), padded(64 * 1024 + 1), 1000));
+
+    // Neither a 32 MiB request nor a header that claims 1 GiB makes the daemon hold more.
+    long before = resident_kib(node.pid());
+    ASSERT_GT(before, 0);
+    EXPECT_EQ("", nng_exchange(node.address(), padded(32 << 20), 1000));
+    EXPECT_TRUE(claim_a_huge_request(node.address(), 1ull << 30));
+    EXPECT_TRUE(claim_a_huge_request(node.address(), ~0ull));
+    long after = resident_kib(node.pid());
+    EXPECT_LT(after - before, 8 * 1024) << before << " KiB before, " << after << " KiB after";
+    EXPECT_EQ("lengths", result_of(nng_call(node.address(), request), "name"));
+}
+
+TEST(NodeDaemon, RepliesAreValidUtf8WhateverTheRequestHeld) {
+    node_daemon node(node_address(12), "012411000100001", "utf8");
+    ASSERT_TRUE(node.start()) << read_file(node.log_path());
+    const std::string replacement = "\xEF\xBF\xBD";
+    struct case_row {
+        std::string request, message;
+    } cases[] = {
+        // Raw bytes that are no UTF-8 at all, and a surrogate and an overlong slash.
+        {"{\"method\":\"x\xff\xfe.y\"}", "Unknown method: x" + replacement + replacement + ".y"},
+        {"{\"method\":\"\xed\xa0\x80\xc0\xaf\"}", "Unknown method: " + replacement + replacement + replacement +
+                                                      replacement + replacement},
+        // The method record keeps 79 bytes: the cut falls inside the 2-byte "é".
+        {"{\"method\":\"" + std::string(78, 'm') + "\xc3\xa9\"}", "Unknown method: " + std::string(78, 'm')},
+        // Above U+10FFFF: a bad lead byte, then three stray continuation bytes.
+        {"{\"method\":\"\xf4\x90\x80\x80\"}", "Unknown method: " + replacement + replacement + replacement + replacement},
+        // Valid characters of two, three and four bytes pass unchanged.
+        {"{\"method\":\"m\xc3\xa9thode\xe2\x82\xac\xf0\x9f\x98\x80\"}",
+         "Unknown method: m\xc3\xa9thode\xe2\x82\xac\xf0\x9f\x98\x80"},
+        // Params echoed by a method.
+        {"{\"method\":\"version.compare\",\"params\":{\"a\":\"1.\xff\",\"b\":\"1.0.0\"}}",
+         "Invalid version: 1." + replacement},
+    };
+    // An echoed text is cut (a version at 64 bytes): never inside a character.
+    std::string accents;
+    for (int i = 0; i < 200; i++) accents += "\xc3\xa9";
+    std::string long_version = "{\"method\":\"version.compare\",\"params\":{\"a\":\"x" + accents + "\",\"b\":\"1.0.0\"}}";
+    std::string answer = nng_call(node.address(), long_version);
+    EXPECT_TRUE(valid_utf8(answer)) << answer;
+    EXPECT_EQ("Invalid version: x" + accents.substr(0, 62), error_message(answer));
+    for (const auto& row : cases) {
+        for (const std::string& answer : {nng_call(node.address(), row.request), udp_call(node.address(), row.request)}) {
+            EXPECT_TRUE(valid_utf8(answer)) << answer;
+            EXPECT_EQ(row.message, error_message(answer)) << answer;
+        }
+    }
+}
+
+TEST(NodeDaemon, OnlyTheDaemonThatWonTheRootKeepsAndRemovesThePidFile) {
+    node_daemon node(node_address(13), "012411000100001", "race");
+    const std::string pid_file = node.root().path("/var/run/vespind.pid");
+    // Two daemons started at the same instant: exactly one stays, and the
+    // pid file names it (the loser must not remove it on its way out).
+    for (int trial = 0; trial < 5; trial++) {
+        started_child first(spawn({kDaemon}, node.root().dir(), node.root().path("/var/log/first.log")));
+        started_child second(spawn({kDaemon}, node.root().dir(), node.root().path("/var/log/second.log")));
+        double deadline = seconds_now() + 10;
+        while (first.running() && second.running() && seconds_now() < deadline) usleep(10 * 1000);
+        started_child& loser = first.running() ? second : first;
+        started_child& winner = first.running() ? first : second;
+        ASSERT_FALSE(loser.running()) << "both daemons kept running";
+        EXPECT_EQ(1, loser.exit_status());
+        usleep(100 * 1000);
+        ASSERT_TRUE(winner.running()) << "the winner stopped too";
+        EXPECT_EQ(std::to_string(winner.pid()) + "\n", read_file(pid_file)) << "trial " << trial;
+        EXPECT_EQ(0, winner.stop(SIGTERM));
+        EXPECT_NE(0, access(pid_file.c_str(), F_OK));
+    }
+
+    // A pid file that names another process by now is left to it.
+    ASSERT_TRUE(node.start()) << read_file(node.log_path());
+    node.root().write("/var/run/vespind.pid", "4194000\n");
+    EXPECT_EQ(0, node.stop(SIGTERM));
+    EXPECT_EQ("4194000\n", read_file(pid_file));
+}
+
+TEST(NodeDaemon, SurvivesAFloodOfHostileRequestsOverBothTransports) {
+    node_daemon node(node_address(14), "012411000100001", "flood");
+    ASSERT_TRUE(node.start()) << read_file(node.log_path());
+    const std::string valid = "{\"method\":\"version.compare\",\"params\":{\"a\":\"1.0.0\",\"b\":\"1.0.1\"}}";
+    std::vector<std::string> hostile = {
+        "", "{", "}", "[[[", "\"method\"", "null", "{\"method\":", std::string(300, '\xff'),
+        std::string("{\"method\":\"system.identity\"\0garbage", 35),
+        valid.substr(0, valid.size() / 2),                                   // truncated
+        std::string(5000, '[') + std::string(5000, ']'),                     // deeply nested
+        "{\"method\":{\"a\":" + std::string(100, '{') + std::string(100, '}') + "}}",
+        "{\"method\":[\"version.compare\"]}", "{\"method\":true}", "{\"method\":\"\"}",  // wrongly typed
+        "{\"method\":\"version.compare\",\"params\":\"a\"}",
+        "{\"method\":\"version.compare\",\"params\":{\"a\":[],\"b\":{}}}",
+        "{\"method\":\"channels.list\",\"params\":{\"region\":\"840\"}}",
+        "{\"method\":\"channels.list\",\"params\":{\"region\":99999999999999999999}}",
+        "{\"method\":\"system.set_name\",\"params\":{\"name\":null}}",
+        "{\"method\":\"" + std::string(5000, 'u') + "\"}",                  // oversized for a method
+        "{\"method\":\"" + std::string(7000, '\x80') + "\"}",
+    };
+    long before = resident_kib(node.pid());
+    std::atomic<int> answered{0}, unanswered{0};
+    auto nng_client = [&](int seed) {
+        for (int round = 0; round < 3; round++)
+            for (size_t i = 0; i < hostile.size(); i++) {
+                const std::string& bytes = hostile[(i + seed) % hostile.size()];
+                (nng_exchange(node.address(), bytes, 2000).empty() ? unanswered : answered)++;
+            }
+        // Over the limit: dropped, and the connection with it.
+        nng_exchange(node.address(), std::string(200 * 1024, '{'), 300);
+    };
+    auto udp_client = [&](int seed) {
+        int fd = socket(AF_INET, SOCK_DGRAM, 0);
+        struct sockaddr_in to = {};
+        to.sin_family = AF_INET;
+        to.sin_port = htons(kPort);
+        inet_pton(AF_INET, node.address().c_str(), &to.sin_addr);
+        for (int round = 0; round < 3; round++)
+            for (size_t i = 0; i < hostile.size(); i++) {
+                const std::string& bytes = hostile[(i + seed) % hostile.size()];
+                if (bytes.size() >= MESSAGE_RECEIVER_BUFFER_SIZE) {  // more than the receiver takes: sent raw
+                    sendto(fd, bytes.data(), bytes.size(), 0, reinterpret_cast<struct sockaddr*>(&to), sizeof to);
+                    continue;
+                }
+                int rv = -1;
+                udp_call(node.address(), bytes, &rv);
+                (rv == 0 ? answered : unanswered)++;
+            }
+        std::string datagram(60000, 'x');  // more than the receiver's buffer, sent without the protocol
+        sendto(fd, datagram.data(), datagram.size(), 0, reinterpret_cast<struct sockaddr*>(&to), sizeof to);
+        close(fd);
+    };
+    double started = seconds_now();
+    std::vector<std::thread> clients;
+    for (int i = 0; i < 3; i++) clients.emplace_back(nng_client, i * 5);
+    for (int i = 0; i < 3; i++) clients.emplace_back(udp_client, i * 7);
+    for (auto& client : clients) client.join();
+    EXPECT_LT(seconds_now() - started, 60);
+
+    // Every request that fit got its answer, and the daemon still serves.
+    EXPECT_EQ(0, unanswered.load());
+    EXPECT_GT(answered.load(), 100);
+    EXPECT_EQ("-1", result_of(nng_call(node.address(), valid), "compare"));
+    EXPECT_EQ("-1", result_of(udp_call(node.address(), valid), "compare"));
+    long after = resident_kib(node.pid());
+    EXPECT_LT(after - before, 32 * 1024) << before << " KiB before, " << after << " KiB after";
+
+    // Hundreds of malformed requests, ten lines in the log.
+    std::string log = read_file(node.log_path());
+    size_t lines = 0;
+    for (const char* kind : {"Request is not JSON", "Unknown method: "})
+        for (size_t at = log.find(kind); at != std::string::npos; at = log.find(kind, at + 1)) lines++;
+    EXPECT_EQ(10u, lines) << log;
+
+    // A clean stop: under the leak checker a leak on any of those paths fails the exit.
+    EXPECT_EQ(0, node.stop(SIGTERM)) << read_file(node.log_path());
+}
+
+
 TEST(NodeDaemon, WifiGuestDeviceAndRuleMethodsApplyOnTheGateway) {
-    node_daemon node("127.0.12.2", "012411000100012", "wifi-gw");
+    node_daemon node(node_address(15), "012411000100012", "wifi-gw");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
 
     cli_result set = run_cli(node, {"--node", node.address(), "--json", "wifi.set",
@@ -459,7 +746,7 @@ TEST(NodeDaemon, WifiGuestDeviceAndRuleMethodsApplyOnTheGateway) {
 }
 
 TEST(NodeDaemon, FeatureMethodsReachTheGatewaysChainsAndUrlFilterModule) {
-    node_daemon gateway("127.0.3.13", "022411000100013", "features");
+    node_daemon gateway(node_address(16), "022411000100013", "features");
     ASSERT_TRUE(gateway.start()) << read_file(gateway.log_path());
     const test_root& root = gateway.root();
 
@@ -498,7 +785,7 @@ TEST(NodeDaemon, FeatureMethodsReachTheGatewaysChainsAndUrlFilterModule) {
 }
 
 TEST(NodeDaemon, ServesVpnProfilesAndNetworkDiagnostics) {
-    node_daemon node("127.0.10.2", "022411000100010", "vpn-node");
+    node_daemon node(node_address(17), "022411000100010", "vpn-node");
     node.root().write("/tmp/openvpn.tmp", "client\n");
     ASSERT_TRUE(node.start()) << read_file(node.log_path());
 

@@ -4,6 +4,7 @@
 #include "apmib.h"
 #include "platform.h"
 #include "platform_testing.h"
+#include "root_fence.h"
 #include "test_root.h"
 
 #include <arpa/inet.h>
@@ -37,16 +38,22 @@ TEST(EmulatedCommands, CannotSignalOrKillAHostProcess) {
     std::string kill_by_name = "killall -9 sleep";
     std::string kill_by_path = "/bin/kill -9 " + pid;
     std::string builtin_kill = "command kill -9 " + pid + "; builtin kill -9 " + pid;
+    std::string enabled_kill = "enable kill; builtin enable kill; kill -15 " + pid;
     EXPECT_EQ(0, plat_system(signal_it.c_str()));
     EXPECT_EQ(0, plat_system(kill_by_name.c_str()));
     EXPECT_EQ(0, plat_system(kill_by_path.c_str()));
     plat_system(builtin_kill.c_str());
+    plat_system(enabled_kill.c_str());
+    // The host's kill reached through a path built at run time: only the fence holds it.
+    if (root_fence_available()) plat_system(("$(printf '\\057')bin$(printf '\\057')kill -9 " + pid).c_str());
     usleep(100000);
     EXPECT_TRUE(alive(sentinel));
     EXPECT_TRUE(journal_has(root, signal_it));
     EXPECT_TRUE(journal_has(root, kill_by_name));
-    // "command kill" finds the stand-in too; "builtin kill" finds nothing.
-    EXPECT_EQ("-SIGUSR1 " + pid + "\n-9 " + pid + "\n-9 " + pid + "\n", root.read("/var/log/kill.args"));
+    // "command kill" finds the stand-in too; "builtin kill" finds nothing;
+    // "enable" is gone, so "enable kill" cannot bring the shell's kill back.
+    EXPECT_EQ("-SIGUSR1 " + pid + "\n-9 " + pid + "\n-9 " + pid + "\n-15 " + pid + "\n",
+              root.read("/var/log/kill.args"));
     EXPECT_EQ("-9 sleep\n", root.read("/var/log/killall.args"));
     kill(sentinel, SIGKILL);
     waitpid(sentinel, nullptr, 0);

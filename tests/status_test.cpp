@@ -46,7 +46,7 @@ TEST(NetInfoLoad, InterfacesRoutesAndNameservers) {
 
     // No nameserver: an empty "dns" and still 0; no default route: 0.0.0.0.
     root.write("/etc/resolv.conf", "");
-    root.write("/etc/vespin/routes", "");
+    root.write("/proc/net/route", "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n");
     plat_test_capture_log();
     info = zeroed();
     ASSERT_EQ(0, net_info_load(&info, "eth1"));

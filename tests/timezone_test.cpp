@@ -176,12 +176,20 @@ TEST(Ntp, UnusableServersGiveAnEmptyName) {
         restart_ntp();
         EXPECT_EQ(empty_name, command_texts().back()) << index;
     }
+    // Shell characters, and a leading '-' that ntp_inet would read as an option.
     store_server(2);
-    ASSERT_TRUE(apmib_set(2255, (void*)"ntp.example.com; reboot"));
+    for (const char* name : {"ntp.example.com; reboot", "-x", "--help", "-q.pool.ntp.org"}) {
+        ASSERT_TRUE(apmib_set(2255, (void*)name));
+        plat_test_reset();
+        answer_everything();
+        restart_ntp();
+        EXPECT_EQ(empty_name, command_texts().back()) << name;
+    }
+    ASSERT_TRUE(apmib_set(2255, (void*)"ntp-1.example.com"));
     plat_test_reset();
     answer_everything();
     restart_ntp();
-    EXPECT_EQ(empty_name, command_texts().back());
+    EXPECT_EQ("ntp_inet -x ntp-1.example.com >/dev/null 2>&1", command_texts().back());
     for (int id : {kMibServerIndex, 2255}) {
         plat_test_reset();
         plat_test_fail_setting(id, true, false);

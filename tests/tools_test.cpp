@@ -432,15 +432,26 @@ TEST(DhcpClientList, SignalsTwoOrFiveWithoutAPidAndNothingForZero) {
 
     EXPECT_EQ(22, get_dhcp_client_list(nullptr, &count));
 
-    // A pid of 0 skips the signal and the pause.
+    // A pid of 0 skips the signal and the pause; so do 1 (init) and
+    // negative numbers (process groups), which the file must never make us signal.
+    for (const char* number : {"0\n", "1\n", "-1\n", "-1234\n", "1junk"}) {
+        plat_test_reset();
+        plat_test_set_clock(2000, 0);
+        answer_commands(0, 0);
+        root.write("/var/run/udhcpd.pid", number);
+        EXPECT_EQ(0, get_dhcp_client_list(&list, &count));
+        free(list);
+        EXPECT_TRUE(plat_test_commands().empty()) << number;
+        struct timeval now;
+        plat_gettimeofday(&now);
+        EXPECT_EQ(0, now.tv_usec) << number;
+    }
+    // 2 from the file is a pid like any other.
     plat_test_reset();
-    plat_test_set_clock(2000, 0);
     answer_commands(0, 0);
-    root.write("/var/run/udhcpd.pid", "0\n");
+    root.write("/var/run/udhcpd.pid", "2\n");
     EXPECT_EQ(0, get_dhcp_client_list(&list, &count));
     free(list);
-    EXPECT_TRUE(plat_test_commands().empty());
-    struct timeval now;
-    plat_gettimeofday(&now);
-    EXPECT_EQ(0, now.tv_usec);
+    ASSERT_EQ(1u, plat_test_commands().size());
+    EXPECT_EQ("kill -SIGUSR1 2\n", plat_test_commands()[0].text);
 }

@@ -282,7 +282,8 @@ TEST(WanStatus, EightLinesOfWanstatAndTheGateway) {
     ASSERT_EQ(0, get_gateway(gateway));
     EXPECT_STREQ("10.0.0.1", gateway);
     EXPECT_EQ(std::vector<std::string>{"route -n | awk '/^0.0.0.0/{print $2}'"}, command_texts());
-    root.write("/etc/vespin/routes", "10.0.0.0 0.0.0.0 255.255.255.0 U 0 0 0 eth1\n");
+    root.write("/proc/net/route", "Iface\tDestination\tGateway \tFlags\tRefCnt\tUse\tMetric\tMask\t\tMTU\tWindow\tIRTT\n"
+                                  "eth1\t0000000A\t00000000\t0001\t0\t0\t0\t00FFFFFF\t0\t0\t0\n");
     plat_test_capture_log();
     EXPECT_EQ(VESPIN_ERR_FAILURE, get_gateway(gateway));
     EXPECT_TRUE(plat_test_logged("Fail to scanf ip"));

@@ -35,7 +35,13 @@ namespace {
 const int kMaxSatellites = 8;
 const int kStartSeconds = 10;
 const int kStopSeconds = 5;
-const int kShmKeyBase = 0x5650;
+const int kShmKeyBase = 0x56000000;
+
+// The node's shared-memory key: the base plus the last three numbers of its
+// address, so that meshes on different --net blocks never share a segment.
+int shm_key_of(const std::string& address) {
+    return kShmKeyBase + (int)(ntohl(inet_addr(address.c_str())) & 0xffffff);
+}
 
 struct node {
     int number;  // 1 for the gateway, 2.. for the satellites
@@ -107,7 +113,7 @@ bool run(const std::vector<std::string>& arguments) {
 
 bool make_root(const options& opts, node* n) {
     return run({"sh", opts.sim + "/mkroot.sh", n->root, "--tools", opts.tools, "--address", n->address, "--shm-key",
-                std::to_string(kShmKeyBase + n->number), "--sn", n->serial, "--name", n->name, "--mac-seed",
+                std::to_string(shm_key_of(n->address)), "--sn", n->serial, "--name", n->name, "--mac-seed",
                 std::to_string(n->number)});
 }
 

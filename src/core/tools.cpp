@@ -342,7 +342,9 @@ constexpr size_t lease_expiry_offset = 20;   // unsigned 32-bit
 const char lease_file[] = "/var/lib/misc/udhcpd.leases";
 
 // The number the lease list sends SIGUSR1 to: the DHCP server's pid, or 2
-// when its pid file is missing and 5 when the file cannot be opened.
+// when its pid file is missing and 5 when the file cannot be opened. A file
+// holding a number below 2 gives 0, so that nothing is signalled: 1 is init,
+// and 0 and negative numbers name process groups.
 int dhcp_server_pid() {
     char path[100];
     snprintf(path, sizeof path, "%s/%s.pid", "/var/run", "udhcpd");
@@ -353,7 +355,8 @@ int dhcp_server_pid() {
     char line[32] = {0};
     if (!fgets(line, sizeof line, file)) line[0] = 0;
     fclose(file);
-    return atoi(line);
+    int pid = atoi(line);
+    return pid < 2 ? 0 : pid;
 }
 
 // Reads the whole lease file into a new block: 0, or 2, 5, 12 as the lease

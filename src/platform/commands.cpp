@@ -3,12 +3,17 @@
 #include "platform.h"
 #include "hooks.h"
 
+#include "root_fence.h"
+
+#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <string.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <set>
 
 extern char** environ;
 
@@ -58,18 +63,52 @@ bool is_path_boundary(char c) {
     return c == ' ' || c == '\t' || c == '\n' || strchr("'\"=<>|;&(`", c) != nullptr;
 }
 
-// Moves every absolute path of a command text into the root: a '/' that
-// starts a word, a quoted text or a redirection target. "/dev/..." stays, and
-// so does an anchored pattern ("awk '/^0.0.0.0/{...}'"), which is no path.
+// The first names of absolute paths that are moved into the root: the root's
+// own top-level entries, and the usual ones of a router's file system, so
+// that a path under a directory the root lacks fails inside the root instead
+// of reaching the host. Any other text that starts with '/' (an awk pattern
+// such as /^0.0.0.0/) is left alone.
+std::set<std::string> root_top_names(const std::string& root) {
+    std::set<std::string> names = {"bin", "boot", "data", "etc",  "flash", "home", "lib", "lib64",
+                                   "mnt", "opt",  "overlay", "proc", "rom", "root", "run", "sbin",
+                                   "srv", "sys",  "tmp", "usr",  "var", "vespin", "www"};
+    if (DIR* dir = opendir(root.c_str())) {
+        while (struct dirent* entry = readdir(dir))
+            if (entry->d_name[0] != '.') names.insert(entry->d_name);
+        closedir(dir);
+    }
+    return names;
+}
+
+// The router path a command text names, as the runner moves it: normalised
+// into the root, except the host's devices ("/dev/null") which stay.
+std::string moved_path(const std::string& path) {
+    std::string normal = plat_normal_path(path);
+    if (normal.compare(0, 5, "/dev/") == 0) return normal;
+    return plat_path(normal.c_str());
+}
+
+// Moves every absolute path of a command text into the root: a word, a
+// quoted text or a redirection target that starts with '/' and whose first
+// name is a top-level name of the root, "." or ".." (or that is "/" alone,
+// or starts with "//"). ".." in such a path never leads out of the root.
 std::string move_paths_into_root(const std::string& text, const std::string& root) {
+    std::set<std::string> top_names = root_top_names(root);
     std::string moved;
-    for (size_t i = 0; i < text.size(); i++) {
-        bool starts_path = text[i] == '/' && (i == 0 || is_path_boundary(text[i - 1])) &&
-                           (i + 1 == text.size() || text[i + 1] != '^');
-        if (starts_path && text.compare(i, 5, "/dev/") != 0 &&
-            text.compare(i, root.size(), root) != 0)
-            moved += root;
-        moved += text[i];
+    size_t i = 0;
+    while (i < text.size()) {
+        bool starts_word = text[i] == '/' && (i == 0 || is_path_boundary(text[i - 1]));
+        if (!starts_word) {
+            moved += text[i++];
+            continue;
+        }
+        size_t end = i;
+        while (end < text.size() && !is_path_boundary(text[end])) end++;
+        std::string word = text.substr(i, end - i);
+        std::string first = word.substr(1, word.find('/', 1) - 1);
+        bool is_path = first.empty() || first == "." || first == ".." || top_names.count(first);
+        moved += is_path ? moved_path(word) : word;
+        i = end;
     }
     return moved;
 }
@@ -90,6 +129,13 @@ struct child_program {
     std::vector<std::string> args;
     std::vector<std::string> env;
     bool search_path = false;  // router: execvp
+    int fence = -1;            // emulated: the root fence's ruleset (root_fence.h)
+    // The parent's copy of the ruleset goes once the child has it, or when
+    // no child is started.
+    void close_fence() {
+        if (fence >= 0) close(fence);
+        fence = -1;
+    }
     std::vector<char*> argv() {
         std::vector<char*> v;
         for (auto& a : args) v.push_back(&a[0]);
@@ -106,10 +152,16 @@ struct child_program {
 
 std::vector<std::string> emulated_environment() {
     std::vector<std::string> env;
-    for (char** e = environ; *e; e++)
-        if (strncmp(*e, "PATH=", 5) != 0 && strncmp(*e, "VESPIN_ROOT=", 12) != 0) env.push_back(*e);
+    const char* replaced[] = {"PATH=", "VESPIN_ROOT=", "TMPDIR=", "HOME="};
+    for (char** e = environ; *e; e++) {
+        bool keep = true;
+        for (const char* name : replaced) keep = keep && strncmp(*e, name, strlen(name)) != 0;
+        if (keep) env.push_back(*e);
+    }
     env.push_back("PATH=" + plat_root() + "/bin");
     env.push_back("VESPIN_ROOT=" + plat_root());
+    env.push_back("TMPDIR=" + plat_root() + "/tmp");  // here-documents and sort's spill files
+    env.push_back("HOME=" + plat_root());             // a bare "cd" stays in the root
     return env;
 }
 
@@ -122,12 +174,14 @@ child_program shell_program(const char* command) {
         return p;
     }
     const std::string& root = plat_root();
-    std::string script = "enable -n kill\nPATH=" + single_quoted(root + "/bin") +
+    // Without "enable" itself, "enable kill" cannot bring the shell's kill back.
+    std::string script = "enable -n kill\nenable -n enable\nPATH=" + single_quoted(root + "/bin") +
                          "; export PATH\ncd " + single_quoted(root) + " || exit 127\n" +
                          move_paths_into_root(command, root) + "\n";
     p.path = "/bin/bash";
     p.args = {"bash", "--norc", "--noprofile", "-c", script};
     p.env = emulated_environment();
+    p.fence = root_fence_open(root);
     return p;
 }
 
@@ -137,7 +191,11 @@ pid_t start_child(child_program& program, int stdout_fd, int close_fd) {
     std::vector<char*> argv = program.argv();
     std::vector<char*> envp = program.envp();
     pid_t pid = fork();
-    if (pid != 0) return pid;
+    if (pid != 0) {
+        program.close_fence();
+        return pid;
+    }
+    if (program.fence >= 0 && !root_fence_enter(program.fence)) _exit(126);
     if (stdout_fd >= 0) {
         dup2(stdout_fd, STDOUT_FILENO);
         close(stdout_fd);
@@ -185,6 +243,7 @@ int capture(child_program& program, char* out, size_t size, int* wait_status, bo
     int fds[2];
     *start_error = 0;
     if (pipe2(fds, O_CLOEXEC) != 0) {
+        program.close_fence();
         *start_error = -3;
         return -1;
     }
@@ -257,8 +316,10 @@ int plat_spawn_capture(const char* program, char* const argv[], int* status, cha
         return 0;
     }
     if (plat_is_emulated()) {
+        // "./prog" and "/bin/prog" are looked up in the root, as the shell's working directory is its top.
         child.path = strchr(program, '/') ? plat_path(program) : plat_root() + "/bin/" + program;
         child.env = emulated_environment();
+        child.fence = root_fence_open(plat_root());
     } else {
         child.path = program;
         child.search_path = true;

@@ -28,10 +28,16 @@ void plat_reload_root();
 
 // ---- paths and files -----------------------------------------------------
 
-// Maps an absolute router path ("/tmp/router_state") to the file to use: the
-// path itself on the router, the path inside the root when emulated. A null
-// or relative path is returned unchanged (relative paths are the caller's).
+// Maps a router path ("/tmp/router_state") to the file to use: the path
+// itself on the router; emulated, the path inside the root, after
+// plat_normal_path, so that ".." never leads out of the root. A relative
+// path starts at the router's "/" (the root), a path already inside the
+// root is kept there, and a null path gives "".
 std::string plat_path(const char* router_path);
+// The path with ".", ".." and repeated slashes resolved by text alone,
+// read from "/" (a relative path too): "/a/../../b" and "a/../../b" give
+// "/b", "/" and "" give "/". No trailing slash, no symbolic link followed.
+std::string plat_normal_path(const std::string& path);
 
 // The file calls below take router paths, resolve them with plat_path and
 // behave exactly like the C library call of the same name (errno included).
@@ -49,9 +55,15 @@ bool plat_write_file_atomic(const char* router_path, const std::string& data, mo
 // ---- commands ------------------------------------------------------------
 // Emulated: every command is recorded in the root's command journal
 // ("/var/log/commands", one line each) and runs under bash with the root's
-// bin/ as the only search path, the root as working directory, absolute
-// paths in the text moved into the root, and the shell's own kill disabled,
-// so it reaches the root's stand-in programs and files and nothing else.
+// bin/ as the only search path, the root as working directory, HOME and TMPDIR,
+// and the shell's own kill (and "enable", which could bring it back)
+// disabled. Absolute paths of the text whose first name is a top-level
+// entry of the root ("/tmp/x", "/etc", "/proc/net/arp"; "/" alone too) are
+// normalised and moved into the root; other text that starts with '/' (the
+// awk pattern of "awk '/^0.0.0.0/{print $2}'") and "/dev/..." stay as they
+// are. Where the kernel has Landlock, the command and everything it starts
+// can write only inside the root (and /dev/null) and signal only its own
+// processes, whatever the text does at run time (root_fence.h).
 
 // Runs a command text through the shell and returns the wait status, as
 // system() does (-1 when no shell could be started).
@@ -71,7 +83,8 @@ int plat_run_capture(const char* command, char* out, size_t size, int* wait_stat
 // exit code, or minus the signal that killed it; it is left alone when the
 // child is only stopped. A program that cannot be executed exits with its
 // errno (2 for a missing one). Emulated: a bare name is looked up in the
-// root's bin/ only; a path is moved into the root.
+// root's bin/ only; a path, relative ones ("./prog") included, is looked up
+// in the root with plat_path.
 int plat_spawn_capture(const char* program, char* const argv[], int* status, char* out, size_t size);
 
 // ---- settings store ------------------------------------------------------

@@ -33,14 +33,35 @@ bool plat_is_emulated() { return !root_dir().empty(); }
 
 const std::string& plat_root() { return root_dir(); }
 
+std::string plat_normal_path(const std::string& path) {
+    std::vector<std::string> parts;
+    size_t at = 0;
+    while (at <= path.size()) {
+        size_t slash = path.find('/', at);
+        if (slash == std::string::npos) slash = path.size();
+        std::string part = path.substr(at, slash - at);
+        if (part == "..") {
+            if (!parts.empty()) parts.pop_back();  // ".." above "/" stays at "/"
+        } else if (!part.empty() && part != ".") {
+            parts.push_back(part);
+        }
+        at = slash + 1;
+    }
+    std::string normal;
+    for (const std::string& part : parts) normal += "/" + part;
+    return normal.empty() ? "/" : normal;
+}
+
 std::string plat_path(const char* router_path) {
     if (!router_path) return std::string();
     const std::string& root = root_dir();
-    if (root.empty() || router_path[0] != '/') return router_path;
+    if (root.empty()) return router_path;
+    // Relative paths start at the router's "/", where the emulated shell works too.
+    std::string normal = plat_normal_path(router_path);
     size_t n = root.size();
-    if (strncmp(router_path, root.c_str(), n) == 0 && (router_path[n] == '/' || router_path[n] == 0))
-        return router_path;  // already inside the root
-    return root + router_path;
+    if (normal.compare(0, n, root) == 0 && (normal.size() == n || normal[n] == '/'))
+        return normal;  // already inside the root
+    return normal == "/" ? root : root + normal;
 }
 
 FILE* plat_fopen(const char* router_path, const char* mode) {

@@ -1,11 +1,18 @@
-/* A small C program built against the installed library. */
+/* A small C program built against the installed library. It is a test: it
+ * runs only inside an emulated root (VESPIN_ROOT), so that its log never
+ * reaches the host's syslog. */
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include <vespin/request.h>
 #include <vespin/response.h>
 
 int main(void) {
+    if (!getenv("VESPIN_ROOT")) {
+        fprintf(stderr, "consumer: set VESPIN_ROOT to an emulated root\n");
+        return 2;
+    }
     vespin_request *request = vespin_request_new_from_json("{\"method\": \"system.info\"}");
     if (vespin_is_error(request)) {
         fprintf(stderr, "request: %d\n", vespin_error_code(request));

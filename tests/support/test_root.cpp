@@ -4,13 +4,54 @@
 #include "platform_testing.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <vector>
+
+namespace {
+
+// The processes whose working directory lies inside dir: commands started in
+// the root that are still running.
+std::vector<pid_t> processes_inside(const std::string& dir) {
+    std::vector<pid_t> found;
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc", error)) {
+        std::string name = entry.path().filename();
+        if (name.find_first_not_of("0123456789") != std::string::npos) continue;
+        std::error_code ignored;
+        std::string cwd = std::filesystem::read_symlink(entry.path() / "cwd", ignored).string();
+        if (cwd == dir || cwd.compare(0, dir.size() + 1, dir + "/") == 0) found.push_back((pid_t)std::stoi(name));
+    }
+    return found;
+}
+
+// Waits for the commands still running in dir (adopted by this process),
+// and kills those that take more than two seconds.
+void finish_commands_inside(const std::string& dir) {
+    for (int round = 0; round < 2; round++) {
+        for (int tries = 0; tries < 200; tries++) {
+            std::vector<pid_t> running = processes_inside(dir);
+            if (running.empty()) return;
+            for (pid_t pid : running) waitpid(pid, nullptr, WNOHANG);
+            usleep(10 * 1000);
+        }
+        for (pid_t pid : processes_inside(dir)) kill(pid, SIGKILL);
+    }
+}
+
+}  // namespace
 
 test_root::test_root(const std::string& extra_options) {
+    if (const char* previous = getenv("VESPIN_ROOT")) previous_root_ = previous;
+    // Commands left running in the background become this process's children.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
     char pattern[] = "/tmp/vespin-root-XXXXXX";
     const char* made = mkdtemp(pattern);
     if (!made) {
@@ -29,9 +70,11 @@ test_root::test_root(const std::string& extra_options) {
 
 test_root::~test_root() {
     plat_test_reset();
-    unsetenv("VESPIN_ROOT");
+    if (previous_root_.empty()) unsetenv("VESPIN_ROOT");
+    else setenv("VESPIN_ROOT", previous_root_.c_str(), 1);
     plat_reload_root();
     if (!dir_.empty()) {
+        finish_commands_inside(dir_);
         std::error_code ignored;
         std::filesystem::remove_all(dir_, ignored);
     }

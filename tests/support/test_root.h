@@ -1,6 +1,10 @@
 // An emulated router root for one test: made from sim/ in a fresh temporary
 // directory, selected with VESPIN_ROOT, and removed with everything in it
-// when the test ends. It also resets the platform's test hooks, before and after.
+// when the test ends; VESPIN_ROOT then names the root it named before (the
+// process root of test_main.cpp). It also resets the platform's test hooks,
+// before and after. Commands that outlive their shell ("sysconf ... &") are
+// waited for, and killed after 2 seconds, before the root is removed: the
+// test process adopts them (it is a child subreaper).
 #pragma once
 
 #include <string>
@@ -23,4 +27,5 @@ class test_root {
 
   private:
     std::string dir_;
+    std::string previous_root_;
 };

@@ -10,10 +10,12 @@
 #include <string>
 
 // The response text for a request text of `length` bytes (need not be
-// NUL-terminated; it ends at the first NUL). Every input gets exactly one
-// response: malformed text, a missing method, an unknown method and bad
-// params are answered with an error. *post receives the response's
-// after-reply action, 0 when there is none.
+// NUL-terminated; it ends at the first NUL; 0 bytes, text NULL or not, read
+// as ""). Every input gets exactly one response: malformed text, a missing
+// method, an unknown method and bad params are answered with an error. The
+// response is valid UTF-8 whatever the request held (invalid sequences echoed
+// from it become U+FFFD). Malformed requests are logged at most 10 times a
+// minute. *post receives the response's after-reply action, 0 when there is none.
 std::string node_dispatch(const char* text, size_t length, uintptr_t* post);
 
 // Runs an after-reply action that node_dispatch left; 0 does nothing.

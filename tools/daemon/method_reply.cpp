@@ -6,9 +6,11 @@
 #include "vespin_core.h"
 
 #include <mutex>
+#include "utf8_text.h"
 
 #include <stdarg.h>
 #include <stdio.h>
+#include <string.h>
 
 namespace {
 
@@ -49,7 +51,8 @@ vespin_response* method_error(int code, const char* format, ...) {
     va_start(args, format);
     vsnprintf(message, sizeof message, format, args);
     va_end(args);
-    return vespin_response_new(code, message, nullptr);
+    // The cut at 399 bytes may fall inside a character: it is dropped.
+    return vespin_response_new(code, utf8_clean(message, strlen(message)).c_str(), nullptr);
 }
 
 vespin_response* method_result(json_object* result, node_post_action post) {

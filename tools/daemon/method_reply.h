@@ -16,6 +16,8 @@ typedef void (*node_post_action)(void);
 void flush_settings_after_reply(void);
 
 // An error response; the message is formatted, cut at 399 characters.
+// An error response; the message is formatted, cut at 399 bytes (never
+// inside a character) and made valid UTF-8.
 vespin_response* method_error(int code, const char* format, ...) __attribute__((format(printf, 2, 3)));
 // A success response holding `result` (its reference is taken over; NULL for
 // none) and an optional after-reply action.

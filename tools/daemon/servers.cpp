@@ -18,6 +18,14 @@ int rep_server::start(const std::string& url, std::string* why) {
         return rv;
     }
     open_ = true;
+    // Without a limit nng reserves whatever size a peer's header claims. nng
+    // counts the request's 4-byte id (one hop: callers dial the daemon directly).
+    rv = nng_socket_set_size(socket_, NNG_OPT_RECVMAXSZ, kRequestLimit + 4);
+    if (rv != 0) {
+        *why = std::string("cannot limit the request size: ") + nng_strerror(rv);
+        stop();
+        return rv;
+    }
     rv = nng_listen(socket_, url.c_str(), nullptr, 0);
     if (rv != 0) {
         *why = "cannot listen at " + url + ": " + nng_strerror(rv);

@@ -1,7 +1,8 @@
 // The node's two servers, each serving on its own thread and answering every
 // request through node_dispatch:
 //   - rep_server: an nng rep0 listener ("tcp4://<address>:<port>"); requests
-//     and responses travel with their terminating NUL;
+//     and responses travel with their terminating NUL; a request larger than
+//     kRequestLimit is dropped by nng with its connection, before it is read;
 //   - datagram_server: the library's message receiver on a UDP port, which
 //     acknowledges, answers and then runs the response's after-reply action.
 #pragma once
@@ -16,6 +17,10 @@
 #include <thread>
 
 #include "msghandle.h"
+
+// The largest request the nng listener takes: far above any request of this
+// system, and all a hostile peer can make the daemon hold per connection.
+const size_t kRequestLimit = 64 * 1024;
 
 class rep_server {
   public:

@@ -88,7 +88,10 @@ bool is_hour_offset(const std::string& token) {
     return true;
 }
 
+// A name ntp_inet can only read as a server: no shell characters, and no
+// leading '-' that would make it an option.
 bool is_host_name(const char* name) {
+    if (name[0] == '-') return false;
     for (const char* c = name; *c; c++)
         if (!isalnum((unsigned char)*c) && !strchr(".-_:", *c)) return false;
     return true;
