@@ -751,18 +751,18 @@ TEST(NodeDaemon, FeatureMethodsReachTheGatewaysChainsAndUrlFilterModule) {
     const test_root& root = gateway.root();
 
     std::string added = nng_call(gateway.address(),
-                                 "{\"method\":\"portfw.add\",\"params\":{\"name\":\"web\",\"ip\":\"127.0.3.50\","
+                                 "{\"method\":\"portfw.add\",\"params\":{\"name\":\"web\",\"ip\":\"" + node_address(50) + "\","
                                  "\"from_port\":80,\"ext_from_port\":8080,\"protocol\":\"tcp\"}}");
     EXPECT_EQ("", error_code(added)) << added;
     EXPECT_NE(std::string::npos,
               root.read("/var/lib/iptables/nat")
                   .find("-A vespin_nat_port_fw -d 10.0.0.2/32 -i eth1 -p tcp -m tcp --dport 8080 -j DNAT "
-                        "--to-destination 127.0.3.50:80\n"))
+                        "--to-destination " + node_address(50) + ":80\n"))
         << root.read("/var/lib/iptables/nat");
     std::string list = nng_call(gateway.address(), "{\"method\":\"portfw.list\"}");
     EXPECT_NE(std::string::npos, list.find("\"name\":\"web\"")) << list;
     std::string refused = nng_call(gateway.address(),
-                                   "{\"method\":\"portfw.add\",\"params\":{\"name\":\"x\",\"ip\":\"127.0.3.51\","
+                                   "{\"method\":\"portfw.add\",\"params\":{\"name\":\"x\",\"ip\":\"" + node_address(51) + "\","
                                    "\"from_port\":80,\"ext_from_port\":8080}}");
     EXPECT_EQ("600710", error_code(refused)) << refused;
 

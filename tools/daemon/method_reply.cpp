@@ -3,10 +3,10 @@
 #include "apmib.h"
 #include "core/log.h"
 #include "dispatch.h"
+#include "utf8_text.h"
 #include "vespin_core.h"
 
 #include <mutex>
-#include "utf8_text.h"
 
 #include <stdarg.h>
 #include <stdio.h>
