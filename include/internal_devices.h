@@ -130,6 +130,79 @@ typedef struct guest_device_list {
  * largest value; rssi - 100 wraps instead of overflowing. */
 VESPIN_API int get_wifi_device_mac_list(const char *path, lan_device_info *records);
 
+/* The vendor of a 6-byte MAC: looks its OUI up as "%02X%02X%02X" in `tree`
+ * (keys: the six upper-case hex digits as NUL-terminated strings compared
+ * with strcmp; values: the index of the vendor in `names` plus 1, cast to a
+ * pointer) and writes at most 15 characters of the name into out[16],
+ * zero-filled first. 0, or 600001 for a NULL argument or an unknown OUI.
+ * The process's own table is built from "/etc/device_mac_brand.txt": lines
+ * "A1:B2:C3 Vendor name" (any one separator character between the groups
+ * and before the name, upper-case hex), read 127 characters at a time, the
+ * last character of each line cut off; a line naming the same vendor as the
+ * line before shares its entry (only consecutive repeats are merged). */
+VESPIN_API int vespin_get_device_brand(const uint8_t *mac, avl_tree *tree, char **names, char *out);
+
+/* Fills up to 64 entries from the kernel's ARP table: runs "awk '{if
+ * ($3=="0x2" && $6=="br0" && $1 !~ /^169.254/) {gsub(":","",$4); print
+ * $1,$4}}' /proc/net/arp > /tmp/arp_table" and reads "/tmp/arp_table",
+ * keeping lines whose address lies in br0's subnet and whose MAC is exactly
+ * 12 hex digits. Returns the count, or -1 for NULL entries or when
+ * "/tmp/arp_table" cannot be opened. */
+VESPIN_API int get_arp_table_list(arp_entry *entries);
+
+/* 1 when UCI "devices.<mac_text>.online" exists and is true, else 0 (also
+ * for a MAC text that is not a UCI name). */
+VESPIN_API int is_device_online(const char *mac_text);
+/* 1 when UCI "devices.<mac_text>.band" is missing or equals "wired", else 0. */
+VESPIN_API int is_real_wired_device(const char *mac_text);
+/* Runs "arping -f -c 1 -I br0 <ip_text> > /dev/null": 1 only when it ended
+ * normally with exit status 0. Safe path: a text that is not a dotted IPv4
+ * address runs nothing and gives 0. */
+VESPIN_API int is_lan_ip_available(const char *ip_text);
+
+/* The DHCP server's leases: reads the pid from "/var/run/udhcpd.pid" (a
+ * missing file logs "Read pid file error!") and asks the server to write its
+ * leases with "kill -SIGUSR1 <pid>" (a failure logs "Fail to send signal"
+ * and "Error: ..."), waits 1 ms and walks "/var/lib/misc/udhcpd.leases" in
+ * 88-byte records: 16-byte client hardware address (the MAC first), IPv4
+ * address in network byte order, 32-bit expiry (copied as stored), 64-byte
+ * host name. Records with expiry 0 or an all-zero hardware address are
+ * skipped, a trailing partial record is ignored, at most 64 are filled.
+ * Always returns 0; *count_out is 0 when the file cannot be read (and is
+ * left alone when an argument is NULL). Departures: the signal is sent by
+ * the kill command (the library's one command runner), and a pid below 2 is
+ * never signalled (1 is init). */
+VESPIN_API int rtk_get_dhcp_client_list(int32_t *count_out, dhcp_client_info *records);
+
+/* Runs "/bin/vespin_update_device", then walks "devices.@sta[n]" by position
+ * until "online" is missing and lists each device whose "online" is false
+ * ("offline_time" and "access_time" are seconds in UCI, milliseconds in the
+ * record; online_duration = offline - access seconds, 0 unless access is
+ * earlier). list->devices gets a new buffer of 200 records (caller frees),
+ * list->count the devices in it. 0; 600001 for a NULL list or when the
+ * buffer cannot be allocated. Safe path: at most 256 sections are walked and
+ * 200 devices listed (the router's 8-bit counters would wrap into an endless
+ * walk and past the buffer). */
+VESPIN_API int vespin_get_offline_device(offline_device_list *list);
+/* With a MAC (exactly 12 characters, letters, digits or '_', else 600001)
+ * removes that device's configuration (remove_device_related_config) and
+ * applies it (take_effect_device_related_servers). With NULL, runs
+ * "/bin/vespin_update_device" and removes every device whose "online" is
+ * false, its "mac" read through uci_ctx (600001 when uci_ctx is NULL);
+ * applies once when at least one was removed. Returns 0. */
+VESPIN_API int vespin_del_offline_device(struct uci_context *uci_ctx, const char *mac);
+/* Runs, in order, "uci delete devices.%s && uci commit devices", "uci delete
+ * devices_extra.%s && uci -c /var/run/config commit devices_extra", "uci
+ * delete assets.%s && uci commit assets", "uci delete urlfilters.%s && uci
+ * commit urlfilters" and "timelimit flush && uci delete timelimits.%s && uci
+ * commit timelimits", then returns mesh_device_speed_limit_delete(mac).
+ * Safe path: a MAC that is not a UCI name (letters, digits, '_') runs
+ * nothing and gives 600001. */
+VESPIN_API int remove_device_related_config(const char *mac);
+/* URL_filter_restart, time_limit_restart, device_speed_limit_restart, in
+ * this order; returns 0. */
+VESPIN_API int take_effect_device_related_servers(void);
+
 #ifdef __cplusplus
 }
 #endif
