@@ -2,7 +2,7 @@
 # Installs what the build needs from Debian's packages, when it is missing.
 set -eu
 packages="build-essential cmake pkg-config libjson-c-dev libnng-dev libcurl4-openssl-dev
-          libgtest-dev libgmock-dev libbenchmark-dev bash"
+          libgtest-dev libgmock-dev libbenchmark-dev bash ieee-data"
 missing=""
 for p in $packages; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing="$missing $p"

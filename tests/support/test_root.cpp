@@ -46,6 +46,16 @@ void finish_commands_inside(const std::string& dir) {
     }
 }
 
+// The node table's segment of a root whose "etc/vespin/shm_key" names one
+// (a daemon killed before it could remove it), removed as the root's
+// power goes off: segments outlive processes.
+void remove_shared_memory(const std::string& dir) {
+    std::ifstream in(dir + "/etc/vespin/shm_key");
+    long key = 0;
+    if (!(in >> key)) return;
+    plat_shm_remove((int)key);
+}
+
 }  // namespace
 
 test_root::test_root(const std::string& extra_options) {
@@ -75,6 +85,7 @@ test_root::~test_root() {
     plat_reload_root();
     if (!dir_.empty()) {
         finish_commands_inside(dir_);
+        remove_shared_memory(dir_);
         std::error_code ignored;
         std::filesystem::remove_all(dir_, ignored);
     }

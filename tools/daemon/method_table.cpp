@@ -86,6 +86,10 @@ const node_method kMethods[] = {
     {"ipv6.set", ipv6_set_method},
     {"ipv6.status", ipv6_status_method},
     {"node.methods", node_methods_method},
+    {"mesh.report", mesh_report_method},
+    {"mesh.nodes", mesh_nodes_method},
+    {"mesh.topo", mesh_topo_method},
+    {"mesh.convergence", mesh_convergence_method},
 };
 
 }  // namespace
