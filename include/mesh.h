@@ -102,7 +102,10 @@ VESPIN_API json_object *mesh_candidate_to_json(const mesh_candidate *candidate);
  * "no interface open" when both radios are disabled (or the settings or the
  * node table cannot be read). When the module fails to load, "Fail to init
  * beacon" is logged, the module is stopped and 600001 returned, but the phase
- * starts all the same (deliberately: the flag and the ticks run their course). */
+ * starts all the same (deliberately: the flag and the ticks run their course).
+ * The tick runs in the signal handler, as the design has it: a daemon that
+ * starts a phase must let SIGALRM reach the thread that called this, and the
+ * phase's end (which unloads the module through a command) happens there. */
 VESPIN_API int mesh_candidate_add(const mesh_candidate *candidate);
 
 /* ---- the driver's peer list --------------------------------------------- */
