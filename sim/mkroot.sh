@@ -6,7 +6,7 @@
 # whose stand-in programs (uci, ...) are copied into DEST/bin. The other
 # options give the node its own identity: its loopback address (bind address
 # and br0), its shared-memory key, its serial number, its device name and the
-# last byte of its MACs (and an eth0, which the bare template lacks);
+# last byte of its MACs;
 # --work-mode its role (1 the gateway, 2 a satellite); --vendors the vendor
 # table to install as etc/device_mac_brand.txt (made by vendor_table.sh;
 # without it the template's small table stays).
@@ -64,10 +64,8 @@ if [ -n "$address" ]; then
   sed -i "s/^br0 .*/br0 addr=$address netmask=255.255.255.0 hwaddr=$(mac 0)/" "$dest/etc/vespin/interfaces"
 fi
 if [ -n "$mac_seed" ]; then
-  sed -i "s/^eth1 \(.*\)hwaddr=[^ ]*/eth1 \1hwaddr=$(mac 1)/; s/^wlan0 \(.*\)hwaddr=[^ ]*/wlan0 \1hwaddr=$(mac 2)/; s/^wlan1 \(.*\)hwaddr=[^ ]*/wlan1 \1hwaddr=$(mac 3)/" \
-    "$dest/etc/vespin/interfaces"  # A mesh node also has its first wired port, whose MAC its node record
-  # carries (the bare template has none).
-  grep -q '^eth0 ' "$dest/etc/vespin/interfaces" || echo "eth0 hwaddr=$(mac 6)" >> "$dest/etc/vespin/interfaces"
+  sed -i "s/^eth0 \(.*\)hwaddr=[^ ]*/eth0 \1hwaddr=$(mac 6)/; s/^eth1 \(.*\)hwaddr=[^ ]*/eth1 \1hwaddr=$(mac 1)/; s/^wlan0 \(.*\)hwaddr=[^ ]*/wlan0 \1hwaddr=$(mac 2)/; s/^wlan1 \(.*\)hwaddr=[^ ]*/wlan1 \1hwaddr=$(mac 3)/" \
+    "$dest/etc/vespin/interfaces"
 fi
 [ -n "$shm_key" ] && echo "$shm_key" > "$dest/etc/vespin/shm_key"
 # The kernel hands out a fresh UUID on every read; each root gets one of its own.

@@ -244,12 +244,10 @@ bool age_entry(const mesh_daemon& owner, const std::string& sn, int seconds) {
     return found;
 }
 
-json_object* find_by_sn(json_object* list, const std::string& sn, const char* inner = nullptr) {
+json_object* find_by_sn(json_object* list, const std::string& sn) {
     for (size_t i = 0; list && i < json_object_array_length(list); i++) {
         json_object* item = json_object_array_get_idx(list, i);
-        json_object* node = item;
-        if (inner) json_object_object_get_ex(item, inner, &node);
-        if (member_text(node, "sn") == sn) return item;
+        if (member_text(item, "sn") == sn) return item;
     }
     return nullptr;
 }
@@ -275,10 +273,12 @@ TEST(MeshAgent, GatewayAndTwoSatellitesReportConvergeCallBySerialAndDropASilentN
     ASSERT_LE(0, wait_for(10, [&] { return convergence(gateway) == "3/3 nodes on the current network record"; }))
         << convergence(gateway) << gateway.log() << satellite.log() << old_node.log();
     {
-        answer nodes(gateway.call("mesh.nodes"));
-        json_object* mine = find_by_sn(nodes.result(), satellite.sn(), "node");
-        json_object* old = find_by_sn(nodes.result(), old_node.sn(), "node");
-        ASSERT_TRUE(mine && old) << json_object_to_json_string(nodes.document);
+        answer table(gateway.call("mesh.table"));
+        json_object* nodes = nullptr;
+        json_object_object_get_ex(table.result(), "nodes", &nodes);
+        json_object* mine = find_by_sn(nodes, satellite.sn());
+        json_object* old = find_by_sn(nodes, old_node.sn());
+        ASSERT_TRUE(mine && old) << json_object_to_json_string(table.document);
         json_object *mine_node = nullptr, *old_node_json = nullptr;
         json_object_object_get_ex(mine, "node", &mine_node);
         json_object_object_get_ex(old, "node", &old_node_json);
@@ -302,6 +302,31 @@ TEST(MeshAgent, GatewayAndTwoSatellitesReportConvergeCallBySerialAndDropASilentN
     EXPECT_LE(0, wait_for(5, [&] { return convergence(gateway) == "3/3 nodes on the current network record"; }))
         << convergence(gateway);
 
+    // Calls by serial number: through the gateway over nng and over
+    // datagrams, from a satellite to the old node (it learned it from the
+    // gateway), and through the control CLI.
+    {
+        answer over_nng(by_serial(gateway, satellite.sn(), "system.identity"));
+        EXPECT_EQ("satellite-1", member_text(over_nng.result(), "name")) << over_nng.message();
+        answer over_datagrams(by_serial(gateway, old_node.sn(), "system.identity"));
+        EXPECT_EQ("satellite-2", member_text(over_datagrams.result(), "name")) << over_datagrams.message();
+        answer sideways(by_serial(satellite, old_node.sn(), "system.identity"));
+        EXPECT_EQ("satellite-2", member_text(sideways.result(), "name")) << sideways.message();
+        answer to_gateway(by_serial(old_node, gateway.sn(), "system.identity"));
+        EXPECT_EQ("gateway", member_text(to_gateway.result(), "name")) << to_gateway.message();
+        answer remote_error(by_serial(gateway, satellite.sn(), "no.such.method"));
+        EXPECT_EQ(100208, remote_error.code());
+        answer unknown(by_serial(gateway, "099999999999999", "system.identity"));
+        EXPECT_EQ(300401, unknown.code());
+        EXPECT_EQ("Unknown sn", unknown.message());
+    }
+    std::string cli_out = gateway.root().path("/tmp/cli.out");
+    std::string command = kCli + " --node " + gateway.address() + " --sn " + old_node.sn() + " system.identity > " +
+                          cli_out + " 2>&1";
+    EXPECT_EQ(0, system(command.c_str()));
+    EXPECT_NE(std::string::npos, gateway.root().read("/tmp/cli.out").find("name: satellite-2"))
+        << gateway.root().read("/tmp/cli.out");
+
     // The offline rule: a stopped satellite, silent for 61 s in the
     // gateway's table, leaves the validated topology with state 6 and can
     // no longer be called.
@@ -318,6 +343,8 @@ TEST(MeshAgent, GatewayAndTwoSatellitesReportConvergeCallBySerialAndDropASilentN
         EXPECT_EQ(6, member_int(dropped, "state"));
         EXPECT_LE(61, member_int(dropped, "silent"));
         EXPECT_NE(nullptr, find_by_sn(nodes, old_node.sn()));
+        answer gone(by_serial(gateway, satellite.sn(), "system.identity"));
+        EXPECT_EQ(300401, gone.code());
         EXPECT_EQ("2/2 nodes on the current network record", convergence(gateway));
     }
     EXPECT_NE(std::string::npos, gateway.log().find("is offline")) << gateway.log();
@@ -328,9 +355,12 @@ TEST(MeshAgent, GatewayAndTwoSatellitesReportConvergeCallBySerialAndDropASilentN
     EXPECT_EQ(534073u, gateway.root().read("/vespin/mesh/mesh_topo").size());
     EXPECT_GT(0, shmget(gateway.shm_key(), 0, 0)) << "the segment goes with the stopped node";
     ASSERT_TRUE(gateway.start({"--report-period", kPeriod})) << gateway.log();
-    answer restored(gateway.call("mesh.nodes"));
-    json_object* entry = find_by_sn(restored.result(), satellite.sn(), "node");
+    answer restored(gateway.call("mesh.table"));
+    json_object* restored_nodes = nullptr;
+    json_object_object_get_ex(restored.result(), "nodes", &restored_nodes);
+    json_object* entry = find_by_sn(restored_nodes, satellite.sn());
     ASSERT_NE(nullptr, entry) << json_object_to_json_string(restored.document);
+    EXPECT_EQ(6, member_int(entry, "state"));
     EXPECT_EQ("false", member_text(entry, "valid"));
 }
 

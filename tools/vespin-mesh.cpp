@@ -614,7 +614,7 @@ int main(int argc, char** argv) {
         }
         ok = seconds >= 0 && print_table(nodes);
         print_topology(nodes[0]);
-        if (nodes.size() > 1) call_by_serial(nodes);
+        if (nodes.size() > 1) ok = call_by_serial(nodes) && ok;
         if (!opts.once) wait_for_stop(nodes, opts, stop_signals);
     }
     printf("\nStopping the mesh\n");

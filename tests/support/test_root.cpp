@@ -1,5 +1,6 @@
 #include "test_root.h"
 
+#include "core/mesh_maintainer/table_segment.h"
 #include "platform.h"
 #include "platform_testing.h"
 
@@ -46,16 +47,6 @@ void finish_commands_inside(const std::string& dir) {
     }
 }
 
-// The node table's segment of a root whose "etc/vespin/shm_key" names one
-// (a daemon killed before it could remove it), removed as the root's
-// power goes off: segments outlive processes.
-void remove_shared_memory(const std::string& dir) {
-    std::ifstream in(dir + "/etc/vespin/shm_key");
-    long key = 0;
-    if (!(in >> key)) return;
-    plat_shm_remove((int)key);
-}
-
 }  // namespace
 
 test_root::test_root(const std::string& extra_options) {
@@ -79,13 +70,15 @@ test_root::test_root(const std::string& extra_options) {
 }
 
 test_root::~test_root() {
+    // The root's node table segment outlives every process (as on a node
+    // until it restarts): drop this process's mapping and remove it.
+    mesh_table::forget_segment(true);
     plat_test_reset();
     if (previous_root_.empty()) unsetenv("VESPIN_ROOT");
     else setenv("VESPIN_ROOT", previous_root_.c_str(), 1);
     plat_reload_root();
     if (!dir_.empty()) {
         finish_commands_inside(dir_);
-        remove_shared_memory(dir_);
         std::error_code ignored;
         std::filesystem::remove_all(dir_, ignored);
     }

@@ -1,223 +1,174 @@
-// Mesh methods of the node table: "mesh.report" (a satellite's report,
-// answered by the gateway), "mesh.nodes" (every entry of the table with its
-// age), "mesh.topo" (the validated topology and the entries that dropped
-// out of it) and "mesh.convergence" (which nodes run on the gateway's
-// current network record).
-#include "core/json_ref.h"
-#include "mesh_gateway.h"
+// The mesh as this node sees it, and calls into it:
+//   "mesh.table"      the shared node table: each entry with its state, the
+//                     seconds since its last report and whether it is valid
+//   "mesh.top"        the validated topology, this node first
+//   "mesh.rpc"        {"sn", "method", "params"?, "oneway"?}: a method on
+//                     another node; its response is handed back as it came
+//   "mesh.notify_all" {"method", "params"?, "oneway"?}: the same on every
+//                     other valid node
+//   "mesh.node_map"   the node map file ([] when there is none)
+//   "mesh.neighbors"  the driver's mesh peers, completed from the node map
+//   "mesh.candidates" nodes waiting to join, from a site survey (takes a few seconds)
+#include "mesh.h"
 #include "mesh_maintainer.h"
+#include "mesh_node.h"
+#include "mesh_rpc.h"
 #include "method_reply.h"
 #include "methods.h"
-#include "vespin_core.h"
 
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
 
-#include <map>
-#include <set>
+#include <memory>
 #include <string>
 
 namespace {
 
-// A listing of the node table (self first), freed with its array.
-struct node_listing {
-    mesh_node** nodes = nullptr;
-    int count = 0;
-    ~node_listing() { free(nodes); }
-};
+const int kNodeMapCapacity = 50;
 
-int64_t now() { return (int64_t)time(nullptr); }
-
-vespin_response* table(mesh_maintainer** inst) {
-    *inst = mesh_maintainer_get_inst();
-    if (vespin_is_error(*inst)) return method_error(vespin_error_code(*inst), "Fail to map the node table");
+mesh_maintainer* table(vespin_response** error) {
+    mesh_maintainer* inst = mesh_maintainer_get_inst();
+    if (!vespin_is_error(inst)) return inst;
+    *error = method_error(vespin_error_code(inst), "Fail to map the node table");
     return nullptr;
 }
 
-// Both listings: the validated topology and every entry.
-vespin_response* listings(mesh_maintainer* inst, node_listing* valid, node_listing* all) {
-    int rv = mesh_maintainer_network_top(inst, &valid->nodes, &valid->count);
-    if (rv == 0) rv = mesh_maintainer_network_top_all(inst, &all->nodes, &all->count);
-    return rv == 0 ? nullptr : method_error(rv, "Fail to load network top");
+json_object* entry_json(mesh_maintainer* inst, const mesh_node_entry& entry, time_t now) {
+    json_object* object = json_object_new_object();
+    char key[MESH_MAINTAINER_KEY_SIZE] = {0};
+    memcpy(key, entry.key, sizeof key - 1);
+    json_object_object_add(object, "sn", json_object_new_string(key));
+    json_object_object_add(object, "state", json_object_new_int(entry.node.state));
+    json_object_object_add(object, "age", json_object_new_int64((int64_t)now - entry.updated));
+    bool valid = mesh_maintainer_get_neighbor_by_sn_nodebug(inst, key) != nullptr;
+    json_object_object_add(object, "valid", json_object_new_boolean(valid));
+    json_object_object_add(object, "node", mesh_node_to_json(&entry.node));
+    return object;
 }
 
-int64_t updated_of(mesh_maintainer* inst, const mesh_node* node) {
-    mesh_node_entry* entry = mesh_maintainer_get_node_by_sn(inst, node->sn);
-    return entry ? entry->updated : 0;
-}
-
-// "synced" (on the current record), "never synced", or "last synced N s ago".
-std::string sync_text(const mesh_node* node, int64_t record_changed, bool* current) {
-    int64_t last = 0;
-    *current = node->is_gw;
-    if (node->is_gw) return "source";
-    if (!gateway_last_sync(node->sn, &last) || last == 0) return "never synced";
-    *current = last >= record_changed;
-    return "last synced " + std::to_string(now() - last) + " s ago";
-}
-
-// The node and band a radio MAC belongs to.
-struct radio_owner {
-    std::string name, band;
-};
-
-json_object* topo_node_json(const mesh_node* node, const std::map<std::string, radio_owner>& names,
-                            int64_t record_changed, bool gateway) {
-    json_object* o = json_object_new_object();
-    char version_text[VESPIN_VERSION_TEXT_SIZE];
-    json_object_object_add(o, "role", json_object_new_string(node->is_gw ? "gateway" : "satellite"));
-    json_object_object_add(o, "ip", json_object_new_string(node->ip));
-    json_object_object_add(o, "sn", json_object_new_string(node->sn));
-    json_object_object_add(o, "name", json_object_new_string(node->name));
-    json_object_object_add(o, "state", json_object_new_int(node->state));
-    json_object_object_add(o, "version", json_object_new_string(version_to_string(&node->version, version_text)));
-    json_object* neighbors = json_object_new_array();
-    for (int32_t i = 0; i < node->neighbor_count && i < MESH_NODE_NEIGHBOR_MAX; i++) {
-        json_object* n = json_object_new_object();
-        auto name = names.find(node->neighbors[i].mac);
-        json_object_object_add(n, "mac", json_object_new_string(node->neighbors[i].mac));
-        json_object_object_add(n, "rssi", json_object_new_int(node->neighbors[i].rssi));
-        json_object_object_add(n, "name", json_object_new_string(name == names.end() ? "" : name->second.name.c_str()));
-        json_object_object_add(n, "band", json_object_new_string(name == names.end() ? "" : name->second.band.c_str()));
-        json_object_array_add(neighbors, n);
+// Params {"method", "params"?, "oneway"?} as a request and a flag.
+vespin_request* request_param(json_object* params, bool* oneway, vespin_response** error) {
+    const char* method;
+    json_object* inner = nullptr;
+    if (!param_text(params, "method", &method, error) || !param_bool_or(params, "oneway", false, oneway, error))
+        return nullptr;
+    if (params) json_object_object_get_ex(params, "params", &inner);
+    vespin_request* request = vespin_request_new(method, inner);
+    if (vespin_is_error(request)) {
+        *error = method_error(VESPIN_ERR_NO_MEMORY, "Out of memory");
+        return nullptr;
     }
-    json_object_object_add(o, "neighbors", neighbors);
-    json_object_object_add(o, "clients", json_object_new_int(node->station_count));
-    json_object_object_add(o, "guest_clients", json_object_new_int(node->guest_station_count));
-    if (gateway) {
-        bool current = false;
-        json_object_object_add(o, "sync", json_object_new_string(sync_text(node, record_changed, &current).c_str()));
-        json_object_object_add(o, "current", json_object_new_boolean(current));
-    }
-    return o;
+    return request;
 }
 
 }  // namespace
 
-// params: a node report {"meta": {"last_mbd_sync_time"}, "node": {...}}.
-vespin_response* mesh_report_method(json_object* params) {
-    if (get_work_mode() != 1) return method_error(VESPIN_ERR_FAILURE, "Not the gateway");
-    if (!params || !json_object_is_type(params, json_type_object))
-        return method_error(VESPIN_ERR_MISSING_PARAM, "Missing node report");
-    bmd* report = bmd_new_from_json(json_object_to_json_string_ext(params, JSON_C_TO_STRING_PLAIN));
-    if (vespin_is_error(report)) return method_error(vespin_error_code(report), "Invalid node report");
-    json_object* result = nullptr;
-    std::string message;
-    int rv = gateway_take_report(report, &result, &message);
-    bmd_free(report);
-    if (rv != 0) return method_error(rv, "%s", message.c_str());
-    return method_result(result);
-}
-
-// Every entry of the node table: its record, "updated" (seconds since the
-// epoch), "age" (seconds) and "valid"; self first, without a time.
-vespin_response* mesh_nodes_method(json_object* params) {
-    mesh_maintainer* inst;
-    if (vespin_response* error = table(&inst)) return error;
-    node_listing valid, all;
-    if (vespin_response* error = listings(inst, &valid, &all)) return error;
-    std::set<std::string> live;
-    for (int i = 0; i < valid.count; i++) live.insert(valid.nodes[i]->sn);
-    json_object* list = json_object_new_array();
-    for (int i = 0; i < all.count; i++) {
-        json_object* entry = json_object_new_object();
-        json_object_object_add(entry, "node", mesh_node_to_json(all.nodes[i]));
-        if (i > 0) {
-            int64_t updated = updated_of(inst, all.nodes[i]);
-            json_object_object_add(entry, "updated", json_object_new_int64(updated));
-            json_object_object_add(entry, "age", json_object_new_int64(now() - updated));
-        }
-        json_object_object_add(entry, "valid", json_object_new_boolean(live.count(all.nodes[i]->sn) > 0));
-        json_object_array_add(list, entry);
-    }
-    return method_result(list);
-}
-
-// {"nodes": [validated topology, self first: role, ip, sn, name, state,
-// version, neighbours with RSSI and the node and band they belong to, clients,
-// guest clients; on the gateway also "sync" and "current"], "offline":
-// [entries that dropped out: sn, name, ip, state, "silent" seconds]}. On
-// the gateway, entries that fail validation are first set to state 6.
-vespin_response* mesh_topo_method(json_object* params) {
-    mesh_maintainer* inst;
-    if (vespin_response* error = table(&inst)) return error;
-    bool gateway = get_work_mode() == 1;
-    if (gateway) mesh_maintainer_check_node_status(inst);
-    node_listing valid, all;
-    if (vespin_response* error = listings(inst, &valid, &all)) return error;
-    std::string record;
-    int64_t changed = 0;
-    if (gateway && gateway_network_record(&record, &changed) != 0) changed = 0;
-    std::map<std::string, radio_owner> names;
-    for (int i = 0; i < all.count; i++) {
-        names[all.nodes[i]->mac_wlan0] = {all.nodes[i]->name, "5g"};
-        names[all.nodes[i]->mac_wlan1] = {all.nodes[i]->name, "2.4g"};
-    }
-    json_object* result = json_object_new_object();
+// Result: {"count", "beacon_loaded", "nodes": [{"sn", "state", "age", "valid", "node"}]},
+// read as one consistent copy of the table.
+vespin_response* mesh_table_method(json_object*) {
+    vespin_response* error = nullptr;
+    mesh_maintainer* inst = table(&error);
+    if (!inst) return error;
+    std::unique_ptr<mesh_maintainer> copy(new (std::nothrow) mesh_maintainer());
+    if (!copy) return method_error(VESPIN_ERR_NO_MEMORY, "Out of memory");
+    mesh_maintainer_snapshot(inst, copy.get());
+    time_t now = time(nullptr);
     json_object* nodes = json_object_new_array();
-    std::set<std::string> live;
-    for (int i = 0; i < valid.count; i++) {
-        live.insert(valid.nodes[i]->sn);
-        json_object_array_add(nodes, topo_node_json(valid.nodes[i], names, changed, gateway));
-    }
-    json_object* offline = json_object_new_array();
-    for (int i = 1; i < all.count; i++) {
-        if (live.count(all.nodes[i]->sn)) continue;
-        json_object* o = json_object_new_object();
-        json_object_object_add(o, "sn", json_object_new_string(all.nodes[i]->sn));
-        json_object_object_add(o, "name", json_object_new_string(all.nodes[i]->name));
-        json_object_object_add(o, "ip", json_object_new_string(all.nodes[i]->ip));
-        json_object_object_add(o, "state", json_object_new_int(all.nodes[i]->state));
-        json_object_object_add(o, "silent", json_object_new_int64(now() - updated_of(inst, all.nodes[i])));
-        json_object_array_add(offline, o);
-    }
+    int count = copy->count < 0 ? 0 : (copy->count > MESH_MAINTAINER_NODE_MAX ? MESH_MAINTAINER_NODE_MAX : copy->count);
+    for (int i = 0; i < count; i++) json_object_array_add(nodes, entry_json(inst, copy->entries[i], now));
+    json_object* result = json_object_new_object();
+    json_object_object_add(result, "count", json_object_new_int(count));
+    json_object_object_add(result, "beacon_loaded", json_object_new_boolean(copy->beacon_loaded != 0));
     json_object_object_add(result, "nodes", nodes);
-    json_object_object_add(result, "offline", offline);
     return method_result(result);
 }
 
-// On the gateway: {"current": n, "total": m, "record_time": T, "lagging":
-// [{"sn", "name", "sync"}], "summary": "3/4 nodes on the current network
-// record; satellite-3 last synced 42 s ago"}. The gateway and every valid
-// node count; a node is current when its last reported sync is not older
-// than the record.
-vespin_response* mesh_convergence_method(json_object* params) {
-    if (get_work_mode() != 1) return method_error(VESPIN_ERR_FAILURE, "Not the gateway");
-    mesh_maintainer* inst;
-    if (vespin_response* error = table(&inst)) return error;
-    node_listing valid;
-    int rv = mesh_maintainer_network_top(inst, &valid.nodes, &valid.count);
+// Result: the node records of mesh_maintainer_network_top, this node first.
+vespin_response* mesh_top_method(json_object*) {
+    vespin_response* error = nullptr;
+    mesh_maintainer* inst = table(&error);
+    if (!inst) return error;
+    mesh_node** nodes = nullptr;
+    int count = 0;
+    int rv = mesh_maintainer_network_top(inst, &nodes, &count);
     if (rv != 0) return method_error(rv, "Fail to load network top");
-    std::string record;
-    int64_t changed = 0;
-    rv = gateway_network_record(&record, &changed);
-    if (rv != 0) return method_error(rv, "Fail to load the network record");
-    int current = 0;
-    std::string summary;
-    json_object* lagging = json_object_new_array();
-    for (int i = 0; i < valid.count; i++) {
-        const mesh_node* node = valid.nodes[i];
-        bool on_record = false;
-        std::string sync = i == 0 ? std::string("source") : sync_text(node, changed, &on_record);
-        if (i == 0 || on_record) {
-            current++;
-            continue;
-        }
-        summary += std::string("; ") + node->name + " " + sync;
-        json_object* o = json_object_new_object();
-        json_object_object_add(o, "sn", json_object_new_string(node->sn));
-        json_object_object_add(o, "name", json_object_new_string(node->name));
-        json_object_object_add(o, "sync", json_object_new_string(sync.c_str()));
-        json_object_array_add(lagging, o);
+    json_object* result = json_object_new_array();
+    for (int i = 0; i < count; i++) json_object_array_add(result, mesh_node_to_json(nodes[i]));
+    free(nodes);
+    return method_result(result);
+}
+
+vespin_response* mesh_rpc_method(json_object* params) {
+    vespin_response* error = nullptr;
+    const char* sn;
+    bool oneway = false;
+    if (!param_text(params, "sn", &sn, &error)) return error;
+    vespin_request* request = request_param(params, &oneway, &error);
+    if (!request) return error;
+    vespin_response* response = mesh_rpc(sn, request, oneway ? 1 : 0);
+    vespin_request_free(request);
+    return response;
+}
+
+vespin_response* mesh_notify_all_method(json_object* params) {
+    vespin_response* error = nullptr;
+    bool oneway = false;
+    vespin_request* request = request_param(params, &oneway, &error);
+    if (!request) return error;
+    vespin_response* response = notify_all_nodes(request, oneway ? 1 : 0);
+    vespin_request_free(request);
+    return response;
+}
+
+vespin_response* mesh_node_map_method(json_object*) {
+    mesh_node_map* map = mesh_node_map_new_from_file(kNodeMapCapacity, MESH_NODE_MAP_FILE);
+    if (!map || vespin_error_code(map) == 5) return method_result(json_object_new_array());
+    if (vespin_is_error(map)) return method_error(VESPIN_ERR_NO_MEMORY, "Fail to make the node map");
+    std::string text(MESH_NODE_MAP_JSON_SIZE(map->capacity), '\0');
+    mesh_node_map_to_json(map, &text[0]);
+    mesh_node_map_free(map);
+    return method_result(json_tokener_parse(text.c_str()));
+}
+
+// Result: [{"radio", "hwaddr", "mode", "state", "rssi", "operating_ch", "r",
+// "tx_packets", "rx_packets", "expire_sec", "sn", "ip_lan", "mesh_port"}].
+vespin_response* mesh_neighbors_method(json_object*) {
+    mesh_peer* peers = nullptr;
+    int count = 0;
+    int rv = mesh_get_neighbors(&peers, &count);
+    if (rv != 0) return method_error(rv == 12 ? VESPIN_ERR_NO_MEMORY : rv, "Fail to read the mesh peers");
+    json_object* result = json_object_new_array();
+    for (int i = 0; i < count; i++) {
+        const mesh_peer& p = peers[i];
+        json_object* peer = json_object_new_object();
+        json_object_object_add(peer, "radio", json_object_new_int(p.radio));
+        json_object_object_add(peer, "hwaddr", json_object_new_string(p.hwaddr));
+        json_object_object_add(peer, "mode", json_object_new_string(p.mode));
+        json_object_object_add(peer, "state", json_object_new_int(p.state));
+        json_object_object_add(peer, "rssi", json_object_new_int(p.rssi));
+        json_object_object_add(peer, "operating_ch", json_object_new_int(p.operating_ch));
+        json_object_object_add(peer, "r", json_object_new_int(p.r));
+        json_object_object_add(peer, "tx_packets", json_object_new_int(p.tx_packets));
+        json_object_object_add(peer, "rx_packets", json_object_new_int(p.rx_packets));
+        json_object_object_add(peer, "expire_sec", json_object_new_int(p.expire_sec));
+        json_object_object_add(peer, "sn", json_object_new_string(p.sn));
+        json_object_object_add(peer, "ip_lan", json_object_new_string(p.ip_lan));
+        json_object_object_add(peer, "mesh_port", json_object_new_int(p.mesh_port));
+        json_object_array_add(result, peer);
     }
-    summary = std::to_string(current) + "/" + std::to_string(valid.count) + " nodes on the current network record" +
-              summary;
-    json_object* result = json_object_new_object();
-    json_object_object_add(result, "current", json_object_new_int(current));
-    json_object_object_add(result, "total", json_object_new_int(valid.count));
-    json_object_object_add(result, "record_time", json_object_new_int64(changed));
-    json_object_object_add(result, "lagging", lagging);
-    json_object_object_add(result, "summary", json_object_new_string(summary.c_str()));
+    free(peers);
+    return method_result(result);
+}
+
+// Result: [{"sn", "mac": {"2.4G", "5G"}}].
+vespin_response* mesh_candidates_method(json_object*) {
+    mesh_candidate* candidates = nullptr;
+    int count = 0;
+    int rv = mesh_candidate_scan(&candidates, &count);
+    if (rv != 0) return method_error(rv, "Fail to scan for candidates");
+    json_object* result = json_object_new_array();
+    for (int i = 0; i < count; i++) json_object_array_add(result, mesh_candidate_to_json(&candidates[i]));
+    free(candidates);
     return method_result(result);
 }
