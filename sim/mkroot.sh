@@ -63,6 +63,8 @@ if [ -n "$mac_seed" ]; then
     "$dest/etc/vespin/interfaces"
 fi
 [ -n "$shm_key" ] && echo "$shm_key" > "$dest/etc/vespin/shm_key"
+# The kernel hands out a fresh UUID on every read; each root gets one of its own.
+[ -r /proc/sys/kernel/random/uuid ] && cat /proc/sys/kernel/random/uuid > "$dest/proc/sys/kernel/random/uuid"
 if [ -n "$sn" ]; then
   sed -i "s/^4001 = .*/4001 = \"$sn\"/" "$dest/flash/mib-default.conf"
 fi
