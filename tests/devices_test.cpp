@@ -545,15 +545,45 @@ TEST(DeviceList, FailuresAndEmptyLists) {
     EXPECT_EQ(VESPIN_ERR_FAILURE, mesh_device_list(nullptr, &count, 0));
 }
 
-TEST(DeviceList, BlacklistedStationsAreNotListed) {
-    device_gateway root;
-    uci_context* ctx = vespin_uci_ctx_new();
-    blacklist_entry entry = {"a483e7112233", "tablet"};
-    ASSERT_EQ(0, sta_blacklist_add(ctx, &entry));
-    ASSERT_EQ(0, sta_blacklist_commit(ctx));
-    vespin_uci_ctx_free(ctx);
-    device_list list;
-    EXPECT_EQ((std::vector<std::string>{"6c5ab5a1c2d3", "00e04c680102"}), list.macs());
+TEST(DeviceList, EachFileThatCannotBeOpenedHasItsOwnOutcome) {
+    // What the list reads, and what is left when that one file cannot be
+    // opened: the vendor table and the ARP table are needed; without the
+    // leases or the DHCP server's pid nothing changes; without the
+    // blacklist (which holds the tablet) nobody is barred; without the
+    // devices package the defaults apply (no UCI name, so the vendor; no
+    // "online", so the wired desk PC is gone).
+    struct fault {
+        const char* path;
+        int code;
+        std::vector<std::string> macs;
+    };
+    const std::vector<std::string> all = {"6c5ab5a1c2d3", "a483e7112233", "00e04c680102"};
+    const std::vector<fault> faults = {
+        {"/etc/device_mac_brand.txt", VESPIN_ERR_FAILURE, {}},
+        {"/tmp/arp_table", VESPIN_ERR_FAILURE, {}},
+        {"/var/lib/misc/udhcpd.leases", 0, {"6c5ab5a1c2d3", "00e04c680102"}},
+        {"/var/run/udhcpd.pid", 0, {"6c5ab5a1c2d3", "00e04c680102"}},
+        {"/etc/config/mac_filter_black", 0, all},
+        {"/etc/config/devices", 0, {"6c5ab5a1c2d3"}},
+    };
+    for (const fault& f : faults) {
+        SCOPED_TRACE(f.path);
+        device_gateway root;
+        uci_context* ctx = vespin_uci_ctx_new();
+        blacklist_entry entry = {"a483e7112233", "tablet"};
+        sta_blacklist_add(ctx, &entry);
+        sta_blacklist_commit(ctx);
+        vespin_uci_ctx_free(ctx);
+        plat_test_capture_log();
+        // The UCI engine opens its packages by their path inside the root.
+        bool package = std::string(f.path).rfind("/etc/config/", 0) == 0;
+        plat_test_fail_open(package ? root.path(f.path) : f.path, EACCES);
+        device_list list;
+        EXPECT_EQ(f.code, list.rv);
+        EXPECT_EQ(f.macs, list.macs());
+        if (f.code == 0 && list.count > 0 && std::string(f.path) == "/etc/config/devices")
+            EXPECT_STREQ("Tallwave Mobile", list.records[0].name);
+    }
 }
 
 TEST(DeviceList, MeshNodesAreNeverClientsAndStationsHangOnTheirNode) {
