@@ -566,14 +566,16 @@ TEST(DeviceList, EachFileThatCannotBeOpenedHasItsOwnOutcome) {
         {"/etc/config/mac_filter_black", 0, all},
         {"/etc/config/devices", 0, {"6c5ab5a1c2d3"}},
     };
+    device_gateway root;
+    uci_context* ctx = vespin_uci_ctx_new();
+    blacklist_entry entry = {"a483e7112233", "tablet"};
+    ASSERT_EQ(0, sta_blacklist_add(ctx, &entry));
+    ASSERT_EQ(0, sta_blacklist_commit(ctx));
+    vespin_uci_ctx_free(ctx);
     for (const fault& f : faults) {
         SCOPED_TRACE(f.path);
-        device_gateway root;
-        uci_context* ctx = vespin_uci_ctx_new();
-        blacklist_entry entry = {"a483e7112233", "tablet"};
-        sta_blacklist_add(ctx, &entry);
-        sta_blacklist_commit(ctx);
-        vespin_uci_ctx_free(ctx);
+        device_gateway::forget();
+        plat_test_reset();
         plat_test_capture_log();
         // The UCI engine opens its packages by their path inside the root.
         bool package = std::string(f.path).rfind("/etc/config/", 0) == 0;

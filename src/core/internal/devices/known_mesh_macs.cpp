@@ -17,6 +17,8 @@ const char* node_mac(const mesh_node* node) { return node->mac_eth0; }
 }  // namespace
 
 void known_mesh_macs_update(mesh_node* const* neighbours, int count) {
+    // Deliberate: a full list is emptied instead of refilled, so for one
+    // collection no node that left the neighbour list is filtered by it.
     if (g_count == KNOWN_MESH_MACS_MAX) {
         g_count = 0;
         return;
