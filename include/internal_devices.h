@@ -203,6 +203,57 @@ VESPIN_API int remove_device_related_config(const char *mac);
  * this order; returns 0. */
 VESPIN_API int take_effect_device_related_servers(void);
 
+/* The connected devices of the whole mesh: allocates a zeroed buffer of 64
+ * records and fills it with rtk_get_lan_device_info. With at least one
+ * device *list_out gets the buffer (caller frees) and *count_out the count;
+ * with none the buffer is freed and both outputs are left as they were.
+ * Returns 0; 600000 with "mesh_device_list malloc failed!"; 600001 with
+ * "rtk_get_lan_device_info failed!" when the collector fails (the vendor
+ * file is missing or the ARP table cannot be read), and 600001 for NULL
+ * outputs (nothing done). probe_wired: see rtk_get_lan_device_info. */
+VESPIN_API int mesh_device_list(lan_device_info **list_out, int32_t *count_out, uint8_t probe_wired);
+/* The collector: fills records (room for 64) and *count_out.
+ *  1. the vendor table ("/etc/device_mac_brand.txt"; missing: 600001,
+ *     nothing else done);
+ *  2. the ARP table (failure: "Fail to get arp table list", 600001) less
+ *     the guest clients (vespin_get_guest_device_list);
+ *  3. one record per entry: band "wired", brand and name from the vendor,
+ *     then the name from UCI "devices.<mac>.name";
+ *  4. the statistics of "/proc/wlan0/sta_info" (band "5g") then
+ *     "/proc/wlan1/sta_info" ("2.4g"), wireless 1 (a file that cannot be
+ *     parsed logs "Fail to get primary 5g devices" / "... 2.4g ..." and
+ *     only skips that band);
+ *  5. the known mesh-node MACs are brought up from the node table's valid
+ *     neighbours (their "eth0" MAC, the one the gateway's ARP table shows):
+ *     up to 63 are kept; a collection that finds 63 empties the list and
+ *     filters no node by it that time;
+ *  6. records of a known mesh node, of a blacklisted station
+ *     (sta_blacklist_list) or with address 0 are dropped;
+ *  7. each record hangs on the first neighbour that reports it among its
+ *     stations (band "2.4g" for band flag 1, else "5g", with that report's
+ *     statistics), else on this node (serial number and device name); a
+ *     record still "wired" takes UCI "devices.<mac>.band" when set;
+ *  8. liveness: a non-wired record with link_time 0 is dropped; a MAC
+ *     listed twice stays only when its address answers arping
+ *     (is_lan_ip_available); another non-wired record stays; a wired one
+ *     stays, with probe_wired non-zero, when it answers arping, else when
+ *     is_device_online and is_real_wired_device. Each dropped record's
+ *     address is removed with "arp -d <address>".
+ * 0, or 600001 (also for NULL arguments). */
+VESPIN_API int rtk_get_lan_device_info(int32_t *count_out, lan_device_info *records, uint8_t probe_wired);
+/* The guest-network clients: the guest stations each valid neighbour
+ * reports (with that node), then this node's "/proc/wlan0-va0/sta_info"
+ * and "/proc/wlan1-va0/sta_info"; ssid is the guest SSID (setting 1 of
+ * virtual interface 1) of radio 0 for band 0, of radio 1 for band 1;
+ * repeats of a MAC are dropped, and stations missing from the ARP table;
+ * ip comes from UCI "devices.<mac>.ip", name from the MAC's DHCP lease and
+ * then UCI "assets.<mac>.name"; records without a node get this node's
+ * serial number and name; an empty name becomes the vendor or "Unknown
+ * Vendor". At most list->count records are filled, list->count gets their
+ * number. 0; 600001 for a NULL list or array; 600100 when list->count is
+ * not positive (no room: nothing is done). */
+VESPIN_API int vespin_get_guest_device_list(guest_device_list *list);
+
 #ifdef __cplusplus
 }
 #endif

@@ -60,7 +60,9 @@ void vendor_table_fill(vendor_table* table, FILE* file) {
             previous = -1;
             continue;
         }
-        line[length - 1] = '\0';  // the final character (the newline) is cut off
+        // Deliberate: the final character is cut off whatever it is (the
+        // newline, or the name's last letter on a last line without one).
+        line[length - 1] = '\0';
         const char* name = length > kNameOffset ? line + kNameOffset : "";
         int index = previous >= 0 && strcmp(table->names[previous], name) == 0 ? previous : add_name(table, name);
         previous = index;
