@@ -3,11 +3,12 @@
 
 #include "apmib.h"
 #include "core/log.h"
+#include "core/text.h"
+#include "mesh_maintainer.h"
 #include "node_json.h"
-#include "record_new.h"
 #include "peer_list.h"
 #include "platform.h"
-#include "core/text.h"
+#include "record_new.h"
 #include "vespin_core.h"
 
 #include <stdio.h>
@@ -108,7 +109,7 @@ int mesh_node_reload(mesh_node* node) {
     node->rpc_port = MESH_NODE_RPC_PORT;
     version_from_string(&node->version, MESH_NODE_VERSION);
     node->is_gw = get_work_mode() == 1;
-    node->state = 0;  // the local node state: the maintainer's mesh_node_state_get once it is merged
+    node->state = mesh_node_state_get();
     system_info info{};
     vespin_get_system_info(&info);
     node->cpu = info.cpu;
