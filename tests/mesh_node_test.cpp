@@ -174,7 +174,9 @@ TEST_F(NodeJson, EveryCheckHasItsCodeAndMessage) {
         plat_test_capture_log();
         mesh_node* node = mesh_node_new_from_json(sample_with(c.path, c.value).c_str());
         EXPECT_EQ(c.code, vespin_error_code(node)) << c.path << " = " << c.value;
-        if (c.message) EXPECT_TRUE(plat_test_logged(c.message)) << c.message;
+        if (c.message) {
+            EXPECT_TRUE(plat_test_logged(c.message)) << c.message;
+        }
         if (!vespin_is_error(node)) mesh_node_free(node);
     }
     // MAC texts of 12 digits pass whatever their digits say.
