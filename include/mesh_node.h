@@ -131,22 +131,47 @@ VESPIN_API mesh_node *mesh_node_new(void);
 /* Zeroed record filled by mesh_node_load_json; on failure freed and the
  * negated code returned. */
 VESPIN_API mesh_node *mesh_node_new_from_json(const char *text);
-/* Fills the record from the live system: serial number, customer id, the
- * addresses of "br0", "wlan0", "wlan1" (failures: "Fail to get ip of br0",
- * "Fail to get mac of wlan0"/"wlan1", 600001), "eth0" and "eth1" (a failure
- * only logged), the device name, the neighbours the driver's peer lists
- * "/proc/wlan%d/mesh_assoc_mpinfo" name for each radio whose mesh switch
- * (setting 644; unreadable: "Fail to get MIB", 600002) is on, at most 50 over
- * both radios; rpc_port 10010, version "1.9.7", is_gw from the work mode,
- * the local node state, load, stations (at most 64 of each kind kept) and
- * uptime. 0, 600001, 600002 or the code of the failing reader. */
+/* Zeroes the record and fills it from the live system: serial number and
+ * customer id (their codes), the address of "br0" ("Fail to get ip of br0",
+ * 600001), the MACs of "wlan0" and "wlan1" ("Fail to get mac of wlan0" /
+ * "wlan1", 600001) and of "eth0" and "eth1" (a failure only logged), the
+ * device name (its code), then for radio 0 and radio 1 the mesh switch
+ * (setting 644 of that radio; unreadable: "Fail to get MIB", 600002) and,
+ * when it is on, the driver's peer list "/proc/wlan%d/mesh_assoc_mpinfo"
+ * ("Fail to open: %s" when missing, and the next radio is read): at most 50
+ * neighbours over both radios. Then rpc_port 10010, version "1.9.7", is_gw
+ * (work mode 1), the local node state (mesh_node_state_get), load, uptime
+ * and the stations of both kinds, each cut to 64 (a station file that cannot
+ * be parsed leaves its kind empty). 0 or the first failure's code. The
+ * platform's radio index (wlan_idx) is left on radio 1, as the firmware
+ * always left it. */
 VESPIN_API int mesh_node_reload(mesh_node *node);
-/* Reads a node record from JSON text, checking every field (codes and
- * messages as listed at mesh_node_load_json in the source). A record missing
- * "protocol_version" gets customer_id "0001"; "neighbors" beyond 50 and
- * "stations"/"guest_stations" beyond 64 are cut to the record's capacity.
- * 0 or a code (600005 for most faults, 100208, 100200, the version's code
- * or the station reader's). The record may be partly filled on failure. */
+/* Reads a node record from JSON text. The record is zeroed first (when the
+ * text is JSON), so that what the text leaves out reads as 0. Checks, in
+ * this order, each logging its message and giving 600005 unless said:
+ *   not JSON: "Invalid json: %s";
+ *   "ip" a string of 1 to 15 characters ("Missing ip"); "sn" of exactly 15
+ *   ("Missing sn");
+ *   "protocol_version" absent: customer_id "0001"; not an integer: 100208;
+ *   1 or more: "customer_id" a string of 4 ("Missing customer id"); below 1:
+ *   customer_id empty;
+ *   "name" a non-empty string, 39 characters kept ("Missing name"); "is_gw"
+ *   a boolean; "rpc_port", "state" integers ("Missing is_gw", ...);
+ *   "macs" an object; "wlan0" 12 characters, "wlan1" and "eth0" as long as
+ *   "wlan0", "eth1" 12 ("Missing macs.wlan0", ...);
+ *   "version" a string ("Invalid version") that parses (version_from_string's
+ *   code after "Wrong version: `%s`");
+ *   "neighbors" an array ("Missing neighbors") of objects ("Invalid
+ *   neighbor") with a string "mac" (15 kept) and an integer "rssi"
+ *   ("Missing neighbors[%d].mac" / ".rssi"); beyond 50 elements cut;
+ *   "stations" an array ("Missing stations") of objects ("Invalid station")
+ *   read by vespin_sta_update_from_json_object (its 100209); beyond 64 cut;
+ *   "guest_stations" optional: not an array 100208 ("Invalid type of guest
+ *   stations"), a null or non-object element 100200; beyond 64 cut;
+ *   "system_info" ("cpu", "mem"."used", "mem"."total") and "uptime"
+ *   optional, absent values 0.
+ * Text lengths count to the first NUL, as the record stores them. The record
+ * keeps what was read before a failure. */
 VESPIN_API int mesh_node_load_json(mesh_node *node, const char *text);
 /* New JSON object (NULL for a NULL record); "protocol_version" is always 1. */
 VESPIN_API struct json_object *mesh_node_to_json(const mesh_node *node);
@@ -156,19 +181,33 @@ VESPIN_API void mesh_node_free(mesh_node *node);
 VESPIN_API mbd *mbd_new(void);
 /* Zeroed network record filled by mbd_load_json, or the negated code. */
 VESPIN_API mbd *mbd_new_from_json(const char *text);
-/* Rebuilds the network record: the life identity ("/tmp/life_id", made from
- * "/proc/sys/kernel/random/uuid" once per boot; failures 600001), the Wi-Fi,
- * administrator, time-zone, guest Wi-Fi, mesh-band and LED configuration,
- * the region ("Fail to get region id") and the station blacklist ("Fail to
- * list blacklist"; at most 100 kept), then the reload time. 0 or the first
- * failing reader's code. */
+/* Rebuilds the network record: the life identity (below); then, on the
+ * zeroed record, the Wi-Fi, administrator, time-zone, guest Wi-Fi and
+ * mesh-band configuration (the first failure's code), "2.4g: %d" logged
+ * (information), the LED schedule (a failure leaves it zero: it is not one
+ * of the stopping readers), the region ("Fail to get region id", its code),
+ * the station blacklist ("Fail to list blacklist", its code; at most 100
+ * entries kept, mac cut to 15 and name to 39 characters), the life identity
+ * and the reload time. 0 or a code.
+ * Life identity: one text per process, read from "/tmp/life_id" on first
+ * need; when the file is missing (or holds no word) it is created with one
+ * word read from "/proc/sys/kernel/random/uuid". "Can't open /tmp/life_id"
+ * (it cannot be created), or "Fail to read uuid" and "Fail to get uuid":
+ * 600001. The file lies in the temporary file system: a new boot, a new
+ * identity. */
 VESPIN_API int mbd_reload(mbd *record);
-/* Reads a network record from JSON text: the local Wi-Fi configuration is
- * loaded and "wifi" applied on top; "guest_wifis", "mesh_band" and
- * "led_time_limit" when present; "admin" and "timezone" always; then
- * "blacklist" (beyond 100 entries cut), "region_id" and "life_id" when
- * present. 0, 600005 ("Fail to parse json: `%s`", "Invalid type of
- * blacklist", "Invalid blacklist") or the failing reader's code. */
+/* Reads a network record from JSON text. Not a JSON object: "Fail to parse
+ * json: `%s`", 600005. The record is zeroed, the local Wi-Fi configuration
+ * loaded and "wifi" applied on top (keys the sender leaves out keep the local
+ * values; a "wifi" that changes nothing is no failure); then, each when
+ * present, "guest_wifis", "mesh_band", "led_time_limit"; then "admin" and
+ * "timezone" always, through their readers (config_admin.h,
+ * config_timezone.h), which refuse an absent one (100209) or one without
+ * any known key (600100). A reader's failure logs "Fail to parse json:
+ * `%s`" and returns its code. "blacklist" when present: an array ("Invalid
+ * type of blacklist") of objects with a string "mac" (15 kept) and a string
+ * "name" shorter than 40 ("Invalid blacklist"), beyond 100 cut; "region_id"
+ * an integer, "life_id" a string (36 kept); each failure 600005. */
 VESPIN_API int mbd_load_json(mbd *record, const char *text);
 /* New JSON object (NULL for a NULL record). */
 VESPIN_API struct json_object *mbd_to_json(const mbd *record);
@@ -181,8 +220,10 @@ VESPIN_API bmd *bmd_new_from_json(const char *text);
 /* Rebuilds the node part (mesh_node_reload); last_mbd_sync_time stays. */
 VESPIN_API int bmd_reload(bmd *report);
 /* Reads {"meta": {"last_mbd_sync_time"}, "node"}: "Missing meta", "Missing
- * meta.last_mbd_sync_time", "Missing node" (600005), or the node reader's
- * code after "Missing node". */
+ * meta.last_mbd_sync_time" (an integer, read as 64 bits), "Missing node"
+ * (600005), or the node reader's code (mesh_node_load_json) followed by
+ * "Missing node". The node object is read as it stands rather than printed
+ * and parsed again: the values read are the same. */
 VESPIN_API int bmd_load_json(bmd *report, const char *text);
 /* New JSON object; the sync time is written as a 32-bit integer. */
 VESPIN_API struct json_object *bmd_to_json(const bmd *report);

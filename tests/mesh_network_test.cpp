@@ -49,8 +49,8 @@ const char kGatewayRecord[] =
 std::string blacklist_package(int n) {
     std::string text;
     for (int i = 0; i < n; ++i) {
-        char mac[13];
-        snprintf(mac, sizeof mac, "0a00000%05d", i);
+        char mac[24];
+        snprintf(mac, sizeof mac, "0a00000%05d", i % 100000);
         text += std::string("\nconfig sta '") + mac + "'\n\toption mac '" + mac + "'\n\toption name 'device number " +
                 std::to_string(i) + " with a name longer than thirty-nine characters'\n";
     }
@@ -183,7 +183,9 @@ TEST(NetworkRecord, ReadsTheSendersSettingsOverTheLocalWifi) {
     for (const check& c : checks) {
         plat_test_capture_log();
         EXPECT_EQ(c.code, vespin_error_code(mbd_new_from_json(c.text))) << c.text;
-        if (c.message) EXPECT_TRUE(plat_test_logged(c.message)) << c.message;
+        if (c.message) {
+            EXPECT_TRUE(plat_test_logged(c.message)) << c.message;
+        }
     }
     mbd* minimal = mbd_new_from_json(
         R"({"admin":{"username":"a"},"timezone":{"offset":1},"blacklist":[{"mac":"0123456789abcdefgh","name":""}],)"

@@ -3,6 +3,7 @@
 // emulated node (addresses, peers of both radios, stations).
 #include "apmib.h"
 #include "core/new_mesh/peer_list.h"
+#include "mesh_maintainer.h"
 #include "mesh_node.h"
 #include "platform_testing.h"
 #include "result_codes.h"
@@ -173,7 +174,9 @@ TEST_F(NodeJson, EveryCheckHasItsCodeAndMessage) {
         plat_test_capture_log();
         mesh_node* node = mesh_node_new_from_json(sample_with(c.path, c.value).c_str());
         EXPECT_EQ(c.code, vespin_error_code(node)) << c.path << " = " << c.value;
-        if (c.message) EXPECT_TRUE(plat_test_logged(c.message)) << c.message;
+        if (c.message) {
+            EXPECT_TRUE(plat_test_logged(c.message)) << c.message;
+        }
         if (!vespin_is_error(node)) mesh_node_free(node);
     }
     // MAC texts of 12 digits pass whatever their digits say.
@@ -280,6 +283,14 @@ TEST(NodeReload, TheEmulatedGatewayDescribesItself) {
     EXPECT_EQ(0, node->stations[0].band);
     EXPECT_GT(node->guest_station_count, 0);
     EXPECT_EQ(3600, node->uptime);
+    EXPECT_EQ(0, node->state);
+    mesh_node_free(node);
+
+    // The local state file, while fresh, gives the node's state.
+    ASSERT_EQ(0, mesh_node_state_set(3));
+    node = mesh_node_new();
+    ASSERT_FALSE(vespin_is_error(node));
+    EXPECT_EQ(3, node->state);
     mesh_node_free(node);
 }
 
@@ -333,10 +344,22 @@ TEST(NodeReload, FailuresOfTheLiveSystem) {
     plat_test_reset();
     plat_test_capture_log();
 
-    plat_test_fail_setting(4001, true, false);
-    EXPECT_EQ(VESPIN_ERR_SETTING, vespin_error_code(mesh_node_new()));
-    plat_test_reset();
-    plat_test_capture_log();
+    // Each setting the rebuild reads, failing in turn: the work mode only
+    // decides the role.
+    const std::pair<int, int> settings[] = {{4001, VESPIN_ERR_SETTING}, {4009, VESPIN_ERR_SETTING},
+                                            {186, VESPIN_ERR_SETTING},  {644, VESPIN_ERR_SETTING},
+                                            {2401, 0}};
+    for (const auto& setting : settings) {
+        plat_test_fail_setting(setting.first, true, false);
+        mesh_node* failed = mesh_node_new();
+        EXPECT_EQ(setting.second, vespin_error_code(failed)) << setting.first;
+        if (!vespin_is_error(failed)) {
+            EXPECT_EQ(0u, failed->is_gw);
+            mesh_node_free(failed);
+        }
+        plat_test_reset();
+        plat_test_capture_log();
+    }
 
     root.write("/etc/vespin/interfaces", "wlan0 hwaddr=02:56:00:00:02:01\n");
     EXPECT_EQ(VESPIN_ERR_FAILURE, mesh_node_reload(&node));

@@ -2,10 +2,10 @@
 #include "life_id.h"
 
 #include "core/log.h"
+#include "core/text.h"
 #include "mesh_node.h"
 #include "platform.h"
 #include "result_codes.h"
-#include "core/text.h"
 
 #include <stdio.h>
 

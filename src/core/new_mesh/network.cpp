@@ -1,16 +1,15 @@
 // The network record: the settings the gateway hands to every node.
 #include "mesh_node.h"
 
-#include "config_json.h"
+#include "core/json_ref.h"
+#include "core/log.h"
+#include "core/text.h"
 #include "internal_sta_blacklist.h"
 #include "internal_wifi.h"
-#include "core/json_ref.h"
 #include "life_id.h"
-#include "core/log.h"
 #include "node_json.h"
-#include "record_new.h"
 #include "platform.h"
-#include "core/text.h"
+#include "record_new.h"
 
 #include <stdlib.h>
 #include <string.h>

@@ -3,16 +3,32 @@
 
 #include "apmib.h"
 #include "core/log.h"
+#include "core/text.h"
+#include "mesh_maintainer.h"
 #include "node_json.h"
-#include "record_new.h"
 #include "peer_list.h"
 #include "platform.h"
-#include "core/text.h"
+#include "record_new.h"
 #include "vespin_core.h"
 
+#include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+
+// The records cross the C boundary and fill the shared mesh table: their
+// layout is the same on the router (32-bit MIPS) and on a PC.
+static_assert(sizeof(vespin_sta) == 72 && sizeof(vespin_guest_sta) == 72, "station records");
+static_assert(offsetof(vespin_sta, rssi) == 56 && offsetof(vespin_guest_sta, rssi) == 60, "station rssi");
+static_assert(sizeof(mesh_neighbor) == 20, "neighbour");
+static_assert(sizeof(mesh_node) == 10432, "node record");
+static_assert(offsetof(mesh_node, name) == 108 && offsetof(mesh_node, neighbors) == 148, "node head");
+static_assert(offsetof(mesh_node, is_gw) == 1152 && offsetof(mesh_node, cpu) == 1168, "node middle");
+static_assert(offsetof(mesh_node, stations) == 1192 && offsetof(mesh_node, guest_stations) == 5808, "stations");
+static_assert(offsetof(mesh_node, uptime) == 10424, "node tail");
+static_assert(sizeof(bmd) == 10440 && offsetof(bmd, last_mbd_sync_time) == 10432, "node report");
+static_assert(sizeof(mbd) == 7720 && offsetof(mbd, blacklist) == 2059 && offsetof(mbd, life_id) == 7676,
+              "network record");
 
 namespace {
 
@@ -108,7 +124,7 @@ int mesh_node_reload(mesh_node* node) {
     node->rpc_port = MESH_NODE_RPC_PORT;
     version_from_string(&node->version, MESH_NODE_VERSION);
     node->is_gw = get_work_mode() == 1;
-    node->state = 0;  // the local node state: the maintainer's mesh_node_state_get once it is merged
+    node->state = mesh_node_state_get();
     system_info info{};
     vespin_get_system_info(&info);
     node->cpu = info.cpu;
