@@ -420,7 +420,7 @@ void print_topology(const node& gateway) {
     json_object* topo = gateway_result(gateway, "mesh.topo");
     if (topo) printf("\nTopology, as the gateway sees it:\n%s", topology_text(topo).c_str());
     json_object_put(topo);
-    json_object* devices = gateway_result(gateway, "mesh.devices");
+    json_object* devices = gateway_result(gateway, "devices.list");
     if (devices)
         printf("\nConnected devices of the whole mesh (%zu):\n%s", json_object_array_length(devices),
                device_list_text(devices).c_str());
@@ -472,10 +472,11 @@ void wait_for_stop(std::vector<node>& nodes, const options& opts, const sigset_t
 }
 
 // Starts every daemon: the gateway first (waited for), then every satellite
-// at once, then waits until each answers. *satellites_started: when the
-// satellites were started.
+// at once, then (unless measuring, when the convergence poll starts at once)
+// waits until each answers. *satellites_started: when the satellites were
+// started; *gateway_cpu: the gateway's CPU seconds at that moment.
 bool start_mesh(std::vector<node>& nodes, const options& opts, const sigset_t& stop_signals,
-                double* satellites_started) {
+                double* satellites_started, double* gateway_cpu) {
     bool quiet = nodes.size() > 10;
     for (size_t i = 0; i < nodes.size(); i++) {
         node& n = nodes[i];
@@ -490,8 +491,13 @@ bool start_mesh(std::vector<node>& nodes, const options& opts, const sigset_t& s
                 return false;
             }
             printf("  %-12s %-10s up (pid %d)\n", n.name.c_str(), n.address.c_str(), (int)n.pid);
+            *gateway_cpu = cpu_seconds(n.pid);
             *satellites_started = seconds_now();
         }
+    }
+    if (opts.measure) {
+        printf("  %zu satellites started\n", nodes.size() - 1);
+        return true;
     }
     for (size_t i = 1; i < nodes.size(); i++) {
         node& n = nodes[i];
@@ -509,9 +515,9 @@ bool start_mesh(std::vector<node>& nodes, const options& opts, const sigset_t& s
 }
 
 // --measure: the figures of one start of the mesh.
-bool measure(const std::vector<node>& nodes, const options& opts, double since, const sigset_t& stop_signals) {
+bool measure(const std::vector<node>& nodes, const options& opts, double since, double cpu_before,
+             const sigset_t& stop_signals) {
     pid_t gateway = nodes[0].pid;
-    double cpu_before = cpu_seconds(gateway);
     double seconds = wait_until_converged(nodes, opts, since, stop_signals, true);
     double wall = seconds_now() - since;
     double cpu = cpu_seconds(gateway) - cpu_before;
@@ -600,10 +606,10 @@ int main(int argc, char** argv) {
         printf("  cannot write the driver files: %s\n", why.c_str());
         ok = false;
     }
-    double satellites_started = 0;
-    if (ok) ok = start_mesh(nodes, opts, stop_signals, &satellites_started);
+    double satellites_started = 0, gateway_cpu = 0;
+    if (ok) ok = start_mesh(nodes, opts, stop_signals, &satellites_started, &gateway_cpu);
     if (ok && opts.measure) {
-        ok = measure(nodes, opts, satellites_started, stop_signals);
+        ok = measure(nodes, opts, satellites_started, gateway_cpu, stop_signals);
     } else if (ok) {
         double seconds = wait_until_converged(nodes, opts, satellites_started, stop_signals, false);
         if (seconds >= 0) {

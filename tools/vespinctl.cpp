@@ -8,7 +8,7 @@
 // answer is the remote node's. "topo": the topology as the node sees it
 // ("mesh.topo": every node with its role, address, serial, state, clients,
 // last sync and neighbours with RSSI) and the connected devices of the whole
-// mesh ("mesh.devices": vendor, band and the node each hangs on).
+// mesh ("devices.list": vendor, band and the node each hangs on).
 // --node: the node's IPv4 address (default 127.0.0.1); --udp: datagrams
 // instead of nng; --json: print the response text as received; --timeout: how
 // long nng waits for the answer (default 5000 ms; over datagrams each of the
@@ -113,8 +113,8 @@ int print_topology(const target& to) {
     if (json_object* result = result_of(topo, to, "mesh.topo", &status)) printf("%s", topology_text(result).c_str());
     vespin_response_free(topo);
     if (status != 0) return status;
-    vespin_response* devices = call(to, "mesh.devices", nullptr, &reply, &status);
-    if (json_object* result = result_of(devices, to, "mesh.devices", &status))
+    vespin_response* devices = call(to, "devices.list", nullptr, &reply, &status);
+    if (json_object* result = result_of(devices, to, "devices.list", &status))
         printf("\nConnected devices (%zu):\n%s", json_object_array_length(result), device_list_text(result).c_str());
     vespin_response_free(devices);
     return status;

@@ -201,7 +201,7 @@ bool write_driver_files(const std::vector<emulated_node>& nodes, const std::stri
         }
     }
     std::string arp = "IP address       HW type     Flags       HW address            Mask     Device\n", leases;
-    std::string wired;
+    std::string known;  // the device tracker's sections of the main network's clients
     for (const auto& c : everyone) {
         if (c.host == 0) continue;
         std::string address = net + "." + std::to_string(c.host);
@@ -210,14 +210,16 @@ bool write_driver_files(const std::vector<emulated_node>& nodes, const std::stri
                  mac_text(c.mac, ":").c_str());
         arp += line;
         append_lease(&leases, c, inet_addr(address.c_str()));
-        if (c.kind == CLIENT_WIRED) {
+        if (c.kind != CLIENT_GUEST) {
+            static const char* bands[] = {"5g", "2.4g", "", "wired"};
             std::string mac = mac_text(c.mac, "");
-            wired += "\nconfig sta '" + mac + "'\n\toption mac '" + mac + "'\n\toption name '" + c.name +
-                     "'\n\toption online '1'\n\toption band 'wired'\n\toption ip '" + address + "'\n";
+            known += "\nconfig sta '" + mac + "'\n\toption mac '" + mac + "'\n\toption name '" + c.name +
+                     "'\n\toption online '1'\n\toption band '" + bands[c.kind] + "'\n\toption ip '" + address +
+                     "'\n";
         }
     }
     const std::string& gateway = nodes.front().root;
     return replace_file(gateway, "proc/net/arp", arp, why) &&
            replace_file(gateway, "var/lib/misc/udhcpd.leases", leases, why) &&
-           (tick > 0 || replace_file(gateway, "etc/config/devices", wired, why));
+           (tick > 0 || replace_file(gateway, "etc/config/devices", known, why));
 }

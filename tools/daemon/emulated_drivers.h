@@ -6,8 +6,9 @@
 //     per node with traffic counters that grow with each refresh;
 //   - "/proc/wlan0-va0/sta_info": one guest client per node;
 //   - on the gateway: "/proc/net/arp" (every client on "br0"), the udhcpd
-//     leases "/var/lib/misc/udhcpd.leases" (88-byte records) and a wired
-//     client in the "devices" package.
+//     leases "/var/lib/misc/udhcpd.leases" (88-byte records), and the
+//     main network's clients (one of them wired) named and online in the
+//     device tracker's "devices" package.
 // Clients take addresses <net>.100 and up (the nodes' own LAN), so that the
 // gateway's br0 subnet holds them.
 #pragma once

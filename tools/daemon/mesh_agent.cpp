@@ -5,6 +5,7 @@
 #include "dispatch.h"
 #include "mesh_gateway.h"
 #include "mesh_maintainer.h"
+#include "platform/platform.h"
 #include "mesh_node.h"
 #include "network_record_apply.h"
 #include "node_client.h"
@@ -13,7 +14,6 @@
 
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 
 #include <algorithm>
 #include <chrono>
@@ -155,7 +155,7 @@ void mesh_agent::take_answer(const std::string& reply) {
                 // On this node's clock; never before the record's own time,
                 // so that a clock behind the gateway's does not ask for the
                 // record again at every report.
-                last_sync_ = std::max<int64_t>((int64_t)time(nullptr), json_object_get_int64(stamp));
+                last_sync_ = std::max<int64_t>((int64_t)plat_time(), json_object_get_int64(stamp));
                 VLOG_INFO("Took over the network record of %lld", (long long)json_object_get_int64(stamp));
             }
             mbd_free(taken);

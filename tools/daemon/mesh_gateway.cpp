@@ -2,10 +2,10 @@
 
 #include "core/json_ref.h"
 #include "mesh_maintainer.h"
+#include "platform/platform.h"
 
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 
 #include <map>
 
@@ -30,7 +30,8 @@ gateway_state& state() {
     return instance;
 }
 
-int64_t now() { return (int64_t)time(nullptr); }
+// The platform clock, which the node table's own times come from.
+int64_t now() { return (int64_t)plat_time(); }
 
 // The gateway's own slim record, rebuilt every kSelfSeconds.
 json_object* self_json() {

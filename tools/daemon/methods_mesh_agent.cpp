@@ -5,13 +5,13 @@
 #include "core/json_ref.h"
 #include "mesh_gateway.h"
 #include "mesh_maintainer.h"
+#include "platform/platform.h"
 #include "method_reply.h"
 #include "methods.h"
 #include "vespin_core.h"
 
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 
 #include <map>
 #include <set>
@@ -26,7 +26,8 @@ struct node_listing {
     ~node_listing() { free(nodes); }
 };
 
-int64_t now() { return (int64_t)time(nullptr); }
+// The platform clock, which the node table's own times come from.
+int64_t now() { return (int64_t)plat_time(); }
 
 vespin_response* table(mesh_maintainer** inst) {
     *inst = mesh_maintainer_get_inst();

@@ -1,5 +1,5 @@
 // The mesh as text, for people: the topology ("mesh.topo") and the
-// connected-device list ("mesh.devices") as tables. Shared by
+// connected-device list ("devices.list") as tables. Shared by
 // `vespinctl topo` and the mesh launcher.
 #pragma once
 
