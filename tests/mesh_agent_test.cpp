@@ -326,6 +326,16 @@ TEST(MeshAgent, GatewayAndTwoSatellitesReportConvergeCallBySerialAndDropASilentN
     EXPECT_EQ(0, system(command.c_str()));
     EXPECT_NE(std::string::npos, gateway.root().read("/tmp/cli.out").find("name: satellite-2"))
         << gateway.root().read("/tmp/cli.out");
+    // The topology on demand: each node with its role, address and serial,
+    // then the connected devices.
+    command = kCli + " --node " + gateway.address() + " topo > " + cli_out + " 2>&1";
+    EXPECT_EQ(0, system(command.c_str()));
+    std::string topo = gateway.root().read("/tmp/cli.out");
+    char row[160];
+    snprintf(row, sizeof row, "%-13s %-9s %-15s %-16s ", "satellite-2", "satellite", old_node.address().c_str(),
+             old_node.sn().c_str());
+    EXPECT_NE(std::string::npos, topo.find(row)) << topo;
+    EXPECT_NE(std::string::npos, topo.find("\nConnected devices (")) << topo;
 
     // The offline rule: a stopped satellite, silent for 61 s in the
     // gateway's table, leaves the validated topology with state 6 and can
