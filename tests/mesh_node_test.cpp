@@ -266,6 +266,7 @@ TEST(NodeReload, TheEmulatedGatewayDescribesItself) {
     EXPECT_STREQ("0100", node->customer_id);
     EXPECT_STREQ("025600000201", node->mac_wlan0);
     EXPECT_STREQ("025600000301", node->mac_wlan1);
+    EXPECT_STREQ("025600000601", node->mac_eth0);
     EXPECT_STREQ("025600000101", node->mac_eth1);
     EXPECT_STREQ("Lark-1B2C", node->name);
     EXPECT_EQ(10010, node->rpc_port);
@@ -318,7 +319,10 @@ TEST(NodeReload, FailuresOfTheLiveSystem) {
     test_root root;
     plat_test_capture_log();
     mesh_node node;
-    // The emulated node has no eth0: only logged.
+    // A node without eth0: only logged.
+    std::string interfaces = root.read("/etc/vespin/interfaces");
+    root.write("/etc/vespin/interfaces", interfaces.substr(0, interfaces.find("eth0 ")) +
+                                             interfaces.substr(interfaces.find("eth1 ")));
     ASSERT_EQ(0, mesh_node_reload(&node));
     EXPECT_TRUE(plat_test_logged("Fail to get mac of eth0"));
     EXPECT_STREQ("", node.mac_eth0);
@@ -334,7 +338,6 @@ TEST(NodeReload, FailuresOfTheLiveSystem) {
     plat_test_reset();
     plat_test_capture_log();
 
-    std::string interfaces = root.read("/etc/vespin/interfaces");
     root.write("/etc/vespin/interfaces", "wlan0 hwaddr=02:56:00:00:02:01\n");
     EXPECT_EQ(VESPIN_ERR_FAILURE, mesh_node_reload(&node));
     EXPECT_TRUE(plat_test_logged("Fail to get ip of br0"));

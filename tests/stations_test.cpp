@@ -117,6 +117,13 @@ TEST(Stations, UpdateChangesOnlyPresentKeysAndStopsAtAWrongType) {
     EXPECT_EQ(1, station.band);
     EXPECT_EQ(-70, station.rssi);
 
+    // Keys in any order are read in the table's order; a null is a wrong type.
+    json_object* reordered = json_tokener_parse(R"({"rssi":-2,"mac":"aa","band":null})");
+    EXPECT_EQ(VESPIN_ERR_INVALID_JSON, vespin_sta_update_from_json_object(&station, reordered));
+    json_object_put(reordered);
+    EXPECT_STREQ("aa", station.mac);
+    EXPECT_EQ(-70, station.rssi);
+
     json_object* array = json_tokener_parse("[]");
     EXPECT_EQ(VESPIN_ERR_INVALID_JSON, vespin_sta_update_from_json_object(&station, array));
     json_object_put(array);

@@ -65,13 +65,30 @@ json_object* fields_to_json(const void* record, const station_field (&fields)[N]
     return object;
 }
 
+// Finds the members of the object's own keys in one pass over them (a
+// station's keys mostly come in table order, so the search starts after the
+// last match), then changes the fields in table order.
 template <size_t N>
 int fields_update_from_json(void* record, json_object* object, const station_field (&fields)[N]) {
     if (!record || !json_object_is_type(object, json_type_object)) return VESPIN_ERR_INVALID_JSON;
+    json_object* members[N] = {};
+    bool present[N] = {};
+    size_t next = 0;
+    json_object_object_foreach(object, key, value) {
+        for (size_t k = 0; k < N; ++k) {
+            size_t at = (next + k) % N;
+            if (strcmp(fields[at].key, key) != 0) continue;
+            members[at] = value;
+            present[at] = true;
+            next = at + 1;
+            break;
+        }
+    }
     char* base = static_cast<char*>(record);
-    for (const station_field& field : fields) {
-        json_object* member = nullptr;
-        if (!json_object_object_get_ex(object, field.key, &member)) continue;
+    for (size_t i = 0; i < N; ++i) {
+        if (!present[i]) continue;
+        const station_field& field = fields[i];
+        json_object* member = members[i];
         char* at = base + field.offset;
         if (field.kind == STATION_TEXT) {
             if (!json_object_is_type(member, json_type_string)) return VESPIN_ERR_INVALID_JSON;

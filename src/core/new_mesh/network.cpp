@@ -47,7 +47,7 @@ int read_blacklist(mbd* record, json_object* list) {
         json_object* name = mesh_json_member(element, "name");
         if (!json_object_is_type(element, json_type_object) || !json_object_is_type(mac, json_type_string) ||
             !json_object_is_type(name, json_type_string) ||
-            json_object_get_string_len(name) >= MBD_BLACKLIST_NAME_SIZE) {
+            strlen(json_object_get_string(name)) >= MBD_BLACKLIST_NAME_SIZE) {
             VLOG_ERROR("Invalid blacklist");
             return VESPIN_ERR_MISSING_VALUE;
         }

@@ -21,7 +21,7 @@ namespace {
 const char* text_member(json_object* object, const char* key, size_t min, size_t max) {
     json_object* member = mesh_json_member(object, key);
     if (!json_object_is_type(member, json_type_string)) return nullptr;
-    size_t length = (size_t)json_object_get_string_len(member);
+    size_t length = strlen(json_object_get_string(member));  // a text ends at its first NUL, as stored
     return length >= min && length <= max ? json_object_get_string(member) : nullptr;
 }
 
