@@ -9,7 +9,12 @@
  * of known mesh-node MACs and the scratch file "/tmp/arp_table".
  *
  * Functions answering true/false return int (1 or 0), so that a caller may
- * declare them returning int or bool alike. */
+ * declare them returning int or bool alike.
+ *
+ * Layouts: natural alignment, no packing, the same on the 32-bit MIPS router
+ * (64-bit fields 8-aligned) and a 64-bit PC: lan_device_info 224 bytes,
+ * arp_entry 12, offline_device_info 120, dhcp_client_info 80,
+ * guest_device_info 264 (statistics from offset 160). */
 #ifndef VESPIN_INTERNAL_DEVICES_H
 #define VESPIN_INTERNAL_DEVICES_H
 
@@ -32,7 +37,7 @@ extern "C" {
 /* Records rtk_get_dhcp_client_list fills at most. */
 #define DHCP_CLIENT_MAX 64
 
-/* One client device, 224 bytes with natural alignment.
+/* One client device.
  *
  * The driver prints each station's counters as "tx_bytes" then "rx_bytes"
  * and its averages as "tx_avarage" then "rx_avarage"; the record keeps them
@@ -64,7 +69,7 @@ typedef struct arp_entry {
     uint8_t mac[6];
 } arp_entry;
 
-/* One device that went offline, 120 bytes. */
+/* One device that went offline. */
 typedef struct offline_device_info {
     char mac[16];             /* 12 hex digits, as stored in UCI */
     char name[64];
@@ -82,7 +87,7 @@ typedef struct offline_device_list {
     offline_device_info *devices;
 } offline_device_list;
 
-/* One lease of the DHCP server, 80 bytes. */
+/* One lease of the DHCP server. */
 typedef struct dhcp_client_info {
     char name[64];          /* the lease's host name trimmed, or "Unknown Vendor" */
     uint32_t ip;            /* network byte order, as in the lease */

@@ -24,6 +24,11 @@ TEST(DeviceListMethods, AnswerWithTheGatewaysClients) {
     EXPECT_EQ(0u, guests.find("[{\"mac\":\"3c22fb445566\",\"name\":\"visitor-laptop\",\"ip\":\"192.168.1.120\","
                               "\"ssid\":\"Vespin-Guest-5G\","))
         << guests;
+    EXPECT_EQ("{\"online\":true,\"real_wired\":false}", result(call("devices.state", "{\"mac\":\"6c5ab5a1c2d3\"}")));
+    EXPECT_EQ("{\"online\":false,\"real_wired\":true}", result(call("devices.state", "{\"mac\":\"8c1645aa0101\"}")));
+    EXPECT_EQ(100200, code(call("devices.state")));
+    EXPECT_EQ("{\"available\":true}", result(call("devices.probe", "{\"ip\":\"192.168.1.103\"}")));
+    EXPECT_EQ("{\"available\":false}", result(call("devices.probe", "{\"ip\":\"192.168.1.104\"}")));
     std::string leases = result(call("devices.dhcp_clients"));
     EXPECT_EQ(0u, leases.find("[{\"name\":\"pixel-phone\",\"ip\":\"192.168.1.101\",\"mac\":\"6c5ab5a1c2d3\","
                               "\"expires\":86400},"))

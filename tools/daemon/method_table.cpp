@@ -52,6 +52,8 @@ const node_method kMethods[] = {
     {"devices.guests", devices_guests_method},
     {"devices.dhcp_clients", devices_dhcp_clients_method},
     {"devices.arp", devices_arp_method},
+    {"devices.state", devices_state_method},
+    {"devices.probe", devices_probe_method},
     {"static_lease.list", static_lease_list_method},
     {"static_lease.add", static_lease_add_method},
     {"static_lease.edit", static_lease_edit_method},

@@ -103,6 +103,8 @@ vespin_response* devices_delete_method(json_object* params);
 vespin_response* devices_guests_method(json_object* params);
 vespin_response* devices_dhcp_clients_method(json_object* params);
 vespin_response* devices_arp_method(json_object* params);
+vespin_response* devices_state_method(json_object* params);
+vespin_response* devices_probe_method(json_object* params);
 vespin_response* static_lease_list_method(json_object* params);
 vespin_response* static_lease_add_method(json_object* params);
 vespin_response* static_lease_edit_method(json_object* params);

@@ -2,7 +2,9 @@
 // clients; params "probe_wired" boolean, default false), "devices.offline",
 // "devices.delete" (params "mac": one device; absent: every offline one),
 // "devices.guests" (the guest-network clients), "devices.dhcp_clients" (the
-// leases with host names) and "devices.arp" (the ARP table on br0).
+// leases with host names), "devices.arp" (the ARP table on br0),
+// "devices.state" (params "mac": what UCI says of it) and "devices.probe"
+// (params "ip": whether the address answers arping).
 // MACs travel as 12 lower-case hex digits, addresses as dotted quads.
 #include "internal_devices.h"
 #include "method_reply.h"
@@ -155,5 +157,24 @@ vespin_response* devices_arp_method(json_object* params) {
         put_mac(o, entries[i].mac);
         json_object_array_add(result, o);
     }
+    return method_result(result);
+}
+
+vespin_response* devices_state_method(json_object* params) {
+    vespin_response* error = nullptr;
+    const char* mac;
+    if (!param_text(params, "mac", &mac, &error)) return error;
+    json_object* result = json_object_new_object();
+    json_object_object_add(result, "online", json_object_new_boolean(is_device_online(mac)));
+    json_object_object_add(result, "real_wired", json_object_new_boolean(is_real_wired_device(mac)));
+    return method_result(result);
+}
+
+vespin_response* devices_probe_method(json_object* params) {
+    vespin_response* error = nullptr;
+    const char* ip;
+    if (!param_text(params, "ip", &ip, &error)) return error;
+    json_object* result = json_object_new_object();
+    json_object_object_add(result, "available", json_object_new_boolean(is_lan_ip_available(ip)));
     return method_result(result);
 }
