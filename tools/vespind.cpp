@@ -20,10 +20,10 @@
 //
 // --port: where it serves (default 10010); --gateway: the gateway a
 // satellite reports to (without it the node only serves, as the gateway
-// does); --report-period: seconds between reports (default 5); --mesh-version:
-// the mesh version the node reports (default the library's), so that a
-// daemon stands in for an older node; --udp-only: serve over datagrams
-// only, as a node older than 1.2.0-rc.1 does.
+// does); --report-period: seconds between reports (1 to 59, default 5);
+// --mesh-version: the mesh version the node reports (default the
+// library's), so that a daemon stands in for an older node; --udp-only:
+// serve over datagrams only, as a node older than 1.2.0-rc.1 does.
 #include "core/log.h"
 #include "dispatch.h"
 #include "mesh_agent.h"
@@ -47,6 +47,10 @@
 namespace {
 
 const char kPidFile[] = "/var/run/vespind.pid";
+// A node is valid in the gateway's table for 60 s after its last report:
+// a longer period would make every satellite drop out between two reports
+// (and the node state, rewritten each period, must not lapse either).
+const long kLongestReportPeriod = 59;
 // Held (flock) for the daemon's whole life, so that of two daemons started at
 // the same instant exactly one goes on: write_pid's own lock lasts only while
 // it writes, and both would pass a check made before it.
@@ -138,7 +142,7 @@ int main(int argc, char** argv) {
         if (strcmp(argv[i], "--port") == 0 && has_value) {
             if (!number_argument(argv[++i], 1, 65535, &port)) return usage();
         } else if (strcmp(argv[i], "--report-period") == 0 && has_value) {
-            if (!number_argument(argv[++i], 1, 3600, &period)) return usage();
+            if (!number_argument(argv[++i], 1, kLongestReportPeriod, &period)) return usage();
         } else if (strcmp(argv[i], "--gateway") == 0 && has_value) {
             struct in_addr check;
             agent_options.gateway = argv[++i];
