@@ -38,7 +38,7 @@ find "$build" -path "$build/*/CMakeFiles" -prune -o -type f -perm -u+x ! -name '
   while read -r program; do
     [ "$(head -c 4 "$program" | od -An -c | tr -d ' ')" = '177ELF' ] || continue
     mv -f "$program" "$program.elf"
-    printf '#!/bin/sh\nexec %s -L %s -0 "$0" %s.elf "$@"\n' "$qemu" "$VESPIN_SYSROOT" "$program" > "$program"
+    printf '#!/bin/sh\nexec '\''%s'\'' -L '\''%s'\'' -0 "$0" '\''%s.elf'\'' "$@"\n' "$qemu" "$VESPIN_SYSROOT" "$program" > "$program"
     chmod +x "$program"
   done
 

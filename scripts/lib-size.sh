@@ -27,3 +27,11 @@ bytes=$(wc -c < "$stripped")
 echo "libvespin.so for $arch, stripped: $bytes bytes ($(( (bytes + 512) / 1024 )) KB)"
 "$triplet-size" -A "$stripped" | awk 'NR > 2 && $2 > 0 { printf "  %-20s %8d\n", $1, $2 }'
 echo "needs: $("$triplet-readelf" -d "$stripped" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | tr '\n' ' ')"
+objects=$(dirname "$library")/CMakeFiles/vespin_objects.dir
+if [ -d "$objects" ]; then
+  echo "code and data by source folder, before garbage collection:"
+  find "$objects" -name '*.o' | sort | xargs "$triplet-size" |
+    awk -v base="$objects/" 'NR > 1 { f = $6; sub(base, "", f); n = split(f, part, "/");
+                                      area = n > 2 ? part[1] "/" part[2] : part[1]; sum[area] += $1 + $2 }
+                             END { for (a in sum) printf "  src/%-18s %8d\n", a, sum[a] }' | sort
+fi

@@ -5,7 +5,8 @@
 #   abi_check.sh SOURCE_DIR BUILD_DIR [EXTRA_C_FLAGS]
 # The build's own tools come from the environment: NM and CC; for a cross
 # build also VESPIN_SYSROOT (the target root), VESPIN_TOOLCHAIN (its CMake
-# toolchain file) and VESPIN_TARGET_RUN (the command that runs a target program).
+# toolchain file), VESPIN_TARGET_RUN (the command that runs a target program)
+# and the toolchain file's PKG_CONFIG_SYSROOT_DIR and PKG_CONFIG_LIBDIR.
 set -eu
 src=$1 build=$2 cflags=${3:-}
 lib="$build/src/libvespin.so"
@@ -34,15 +35,9 @@ cmake --install "$build" --prefix "$work/prefix" >/dev/null
 libdir=$(find "$work/prefix" -name libvespin.so -printf '%h\n' | head -n 1)
 [ -f "$work/prefix/include/vespin/request.h" ] || { echo "headers not installed under include/vespin"; exit 1; }
 
-pkg_path="$libdir/pkgconfig"
-if [ -n "$sysroot" ]; then
-  triplet=$(basename "${VESPIN_TOOLCHAIN%.cmake}")
-  pkg_path="$pkg_path:$sysroot/usr/lib/$triplet/pkgconfig:$sysroot/usr/lib/pkgconfig:$sysroot/usr/share/pkgconfig"
-  export PKG_CONFIG_SYSROOT_DIR="$sysroot" PKG_CONFIG_LIBDIR="$pkg_path"
-  cflags="$cflags --sysroot=$sysroot"
-fi
-PKG_CONFIG_PATH="$pkg_path" "$cc" $cflags -o "$work/consumer" "$src/tests/install_consumer/main.c" \
-  $(PKG_CONFIG_PATH="$pkg_path" pkg-config --cflags --libs vespin)
+[ -z "$sysroot" ] || cflags="$cflags --sysroot=$sysroot"
+PKG_CONFIG_PATH="$libdir/pkgconfig" "$cc" $cflags -o "$work/consumer" "$src/tests/install_consumer/main.c" \
+  $(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --cflags --libs vespin)
 LD_LIBRARY_PATH="$libdir" ${VESPIN_TARGET_RUN:-} "$work/consumer"
 
 toolchain=""
