@@ -160,6 +160,16 @@ TEST_F(UciTool, ErrorsAndExitStatus) {
     EXPECT_NE(std::string::npos, r.err.find("Usage: uci"));
     EXPECT_EQ(0, uci({"-Z", "get", "net.a.x"}).status);
     EXPECT_EQ(1, uci({"revert", "nopkg"}).status);
+
+    // A configuration directory that cannot be listed is an error, never an
+    // empty listing (a failed readdir looks like the end of the directory).
+    for (auto command : {"show", "changes", "export", "commit"}) {
+        r = uci({"-c", "/etc/config/net", command});
+        EXPECT_EQ("", r.out) << command;
+        EXPECT_EQ("uci: I/O error\n", r.err) << command;
+        EXPECT_EQ(1, r.status) << command;
+    }
+    EXPECT_EQ(0, uci({"-c", "/etc/no-such-dir", "show"}).status) << "a missing directory holds no packages";
 }
 
 TEST_F(UciTool, BrokenPackagesAreReportedNotFatal) {

@@ -85,7 +85,8 @@ class tool {
     int show(const std::vector<std::string>& args);
     int export_packages(const std::vector<std::string>& args);
     int import_packages(const std::vector<std::string>& args);
-    std::vector<std::string> packages_named(const std::vector<std::string>& args) const;
+    // The package the arguments name, or every package: OK or ERR_IO.
+    int packages_named(const std::vector<std::string>& args, std::vector<std::string>* names) const;
     void show_section(const package& p, const section& s, const std::string& shown_name) const;
     void show_option(const std::string& prefix, const vuci::option& o) const;
 
@@ -183,14 +184,18 @@ int tool::add(const std::vector<std::string>& args) {
     return 0;
 }
 
-std::vector<std::string> tool::packages_named(const std::vector<std::string>& args) const {
-    return args.empty() ? ctx_.list_packages() : std::vector<std::string>{args[0]};
+int tool::packages_named(const std::vector<std::string>& args, std::vector<std::string>* names) const {
+    if (args.empty()) return ctx_.list_packages(names);
+    *names = {args[0]};
+    return OK;
 }
 
 int tool::commit(const std::vector<std::string>& args) {
     if (opt_.no_commit) return 0;
     int status = 0;
-    for (const std::string& name : packages_named(args)) {
+    std::vector<std::string> names;
+    if (int err = packages_named(args, &names)) return fail(err);
+    for (const std::string& name : names) {
         package* p = nullptr;
         int err = load(name, &p);
         if (!err) err = ctx_.commit(p, false);
@@ -215,7 +220,9 @@ int tool::revert(const std::vector<std::string>& args) {
 }
 
 int tool::changes(const std::vector<std::string>& args) {
-    for (const std::string& name : packages_named(args)) {
+    std::vector<std::string> names;
+    if (int err = packages_named(args, &names)) return fail(err);
+    for (const std::string& name : names) {
         for (const vuci::change& c : ctx_.saved_changes(name)) {
             const char* prefix = "";
             const char* op = "";
@@ -270,8 +277,8 @@ int tool::show(const std::vector<std::string>& args) {
             return 0;
         }
         names.push_back(r.package_name);
-    } else {
-        names = ctx_.list_packages();
+    } else if (int err = ctx_.list_packages(&names)) {
+        return fail(err);
     }
     for (const std::string& name : names) {
         package* p = nullptr;
@@ -292,7 +299,9 @@ int tool::show(const std::vector<std::string>& args) {
 
 int tool::export_packages(const std::vector<std::string>& args) {
     int status = 0;
-    for (const std::string& name : packages_named(args)) {
+    std::vector<std::string> names;
+    if (int err = packages_named(args, &names)) return fail(err);
+    for (const std::string& name : names) {
         package* p = nullptr;
         int err = load(name, &p);
         if (err) {

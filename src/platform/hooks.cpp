@@ -25,9 +25,9 @@ void plat_test_set_clock(long seconds, long microseconds) {
     h.clock_now.tv_usec = microseconds;
 }
 
-void plat_test_advance_clock(long microseconds) {
+void plat_test_advance_clock(long long microseconds) {
     auto& h = plat_hooks_state();
-    long long total = (long long)h.clock_now.tv_usec + microseconds;
+    long long total = h.clock_now.tv_usec + microseconds;
     h.clock_now.tv_sec += (time_t)(total / 1000000);
     h.clock_now.tv_usec = (suseconds_t)(total % 1000000);
 }

@@ -36,7 +36,7 @@ const std::vector<plat_command>& plat_test_commands();
 
 // Fake clock: once set, time and gettimeofday return it and sleeps advance it.
 void plat_test_set_clock(long seconds, long microseconds);
-void plat_test_advance_clock(long microseconds);
+void plat_test_advance_clock(long long microseconds);  // 64-bit: an hour overflows a 32-bit long
 
 enum plat_log_channel { PLAT_LOG_STDERR, PLAT_LOG_SYSLOG, PLAT_LOG_PERROR, PLAT_LOG_PRINT };
 

@@ -6,6 +6,7 @@
 #include "writer.h"
 
 #include <dirent.h>
+#include <errno.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -23,19 +24,27 @@ void apply_all(package* p, const std::vector<change>& changes) {
 context::context(std::string config_dir, std::string save_dir)
     : config_dir_(std::move(config_dir)), save_dir_(std::move(save_dir)) {}
 
-std::vector<std::string> context::list_packages() const {
-    std::vector<std::string> names;
+int context::list_packages(std::vector<std::string>* names) const {
+    names->clear();
     DIR* dir = opendir(config_dir_.c_str());
-    if (!dir) return names;
-    while (struct dirent* entry = readdir(dir)) {
+    if (!dir) return errno == ENOENT ? OK : ERR_IO;
+    for (;;) {
+        errno = 0;  // readdir gives null both at the end and on failure
+        struct dirent* entry = readdir(dir);
+        if (!entry) break;
         std::string name = entry->d_name;
         struct stat st;
         if (valid_package_name(name) && stat(package_path(name).c_str(), &st) == 0 && S_ISREG(st.st_mode))
-            names.push_back(name);
+            names->push_back(name);
     }
+    int read_error = errno;
     closedir(dir);
-    std::sort(names.begin(), names.end());
-    return names;
+    if (read_error) {
+        names->clear();
+        return ERR_IO;
+    }
+    std::sort(names->begin(), names->end());
+    return OK;
 }
 
 int context::read_package(const std::string& name, std::unique_ptr<package>* out) {

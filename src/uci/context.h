@@ -47,8 +47,10 @@ class context {
     // Errors of the last load (the failing one, or the skipped ones).
     const std::vector<parse_error>& parse_errors() const { return parse_errors_; }
 
-    // Package names of the configuration directory, sorted (names with a dot are not packages).
-    std::vector<std::string> list_packages() const;
+    // Package names of the configuration directory, sorted (names with a dot are
+    // not packages), into *names. OK (a missing directory holds none), or ERR_IO
+    // when the directory cannot be opened or read: never a silently short list.
+    int list_packages(std::vector<std::string>* names) const;
     // Loads a package (or gives the one loaded): its file, then its deltas.
     // OK, ERR_INVAL (bad name), ERR_NOTFOUND (no file), ERR_IO, ERR_PARSE.
     int load(const std::string& name, package** out);
