@@ -1,5 +1,42 @@
 #include "hooks.h"
 
+#include <errno.h>
+
+#include <atomic>
+
+namespace {
+
+constexpr int kFaultKinds = PLAT_FAULT_COMMAND + 1;
+std::atomic<int> fault_countdown[kFaultKinds];
+std::atomic<bool> fault_fired[kFaultKinds];
+std::atomic<bool> skip_fsync{false};
+
+}  // namespace
+
+bool plat_fault_due(plat_fault_kind kind) {
+    std::atomic<int>& countdown = fault_countdown[kind];
+    int left = countdown.load(std::memory_order_relaxed);
+    if (__builtin_expect(left == 0, 1)) return false;
+    // Another thread may count down at the same time: only the step from 1
+    // to 0 fires, and the count never goes below 0.
+    while (left > 0 && !countdown.compare_exchange_weak(left, left - 1)) {
+    }
+    if (left != 1) return false;
+    fault_fired[kind] = true;
+    return true;
+}
+
+void plat_test_fail_nth(plat_fault_kind kind, int n) {
+    fault_fired[kind] = false;
+    fault_countdown[kind] = n > 0 ? n : 0;
+}
+
+bool plat_test_fault_fired(plat_fault_kind kind) { return fault_fired[kind]; }
+
+bool plat_hooks_skip_fsync() { return skip_fsync.load(std::memory_order_relaxed); }
+
+void plat_test_skip_fsync(bool skip) { skip_fsync = skip; }
+
 plat_hooks& plat_hooks_state() {
     static plat_hooks* state = new plat_hooks();  // never destroyed: usable from atexit paths
     return *state;
@@ -7,6 +44,7 @@ plat_hooks& plat_hooks_state() {
 
 int plat_hooks_open_failure(const char* router_path) {
     if (!router_path) return 0;
+    if (plat_fault_due(PLAT_FAULT_OPEN)) return EIO;
     for (const auto& f : plat_hooks_state().failing_opens)
         if (f.first == router_path) return f.second;
     return 0;
@@ -50,4 +88,8 @@ void plat_test_fail_open(const std::string& router_path, int error_number) {
     plat_hooks_state().failing_opens.emplace_back(router_path, error_number);
 }
 
-void plat_test_reset() { plat_hooks_state() = plat_hooks(); }
+void plat_test_reset() {
+    plat_hooks_state() = plat_hooks();
+    for (int kind = 0; kind < kFaultKinds; kind++) plat_test_fail_nth((plat_fault_kind)kind, 0);
+    skip_fsync = false;
+}

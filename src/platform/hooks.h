@@ -18,5 +18,13 @@ struct plat_hooks {
 
 plat_hooks& plat_hooks_state();
 
+// True when the armed countdown of this kind reaches its event now. Kept out
+// of plat_hooks (which plat_test_reset replaces) so that the unarmed path is
+// a single relaxed load.
+bool plat_fault_due(plat_fault_kind kind);
+
+// True when plat_write_file_atomic is to skip its fsync.
+bool plat_hooks_skip_fsync();
+
 // errno to report for opening this router path, or 0 to open normally.
 int plat_hooks_open_failure(const char* router_path);
