@@ -1,25 +1,12 @@
 // The emulated settings store's file, which people edit by hand.
 #include "apmib.h"
-#include "platform.h"
+#include "fuzz_root.h"
 
 #include <stdint.h>
-#include <stdlib.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    static std::string root;
-    if (root.empty()) {
-        char pattern[] = "/tmp/vespin-fuzz-XXXXXX";
-        root = mkdtemp(pattern);
-        mkdir((root + "/flash").c_str(), 0755);
-        atexit([] { std::filesystem::remove_all(root); });
-        setenv("VESPIN_ROOT", root.c_str(), 1);
-        plat_reload_root();
-    }
-    plat_write_file_atomic("/flash/mib.conf", std::string((const char*)data, size));
+    fuzz_run run;  // without the fsync of every write
+    fuzz_write("/flash/mib.conf", data, size);
     apmib_reinit();
     char value[512];
     int ids[] = {1, 170, 186, 2401, 2404, 293, 33062};
