@@ -292,7 +292,7 @@ TEST(AllocationFaults, LeaseListAndUciOneShots) {
 
 const plat_fault_kind kWriterFaults[] = {PLAT_FAULT_SETTING, PLAT_FAULT_OPEN, PLAT_FAULT_COMMAND};
 
-TEST(SettingFaults, DeviceNameWorkModeAndAccount) {
+TEST(SettingFaults, DeviceNameAssetsWorkModeAndAccount) {
     test_root root;
     plat_test_capture_log();
     for (plat_fault_kind kind : kWriterFaults) {
@@ -310,6 +310,22 @@ TEST(SettingFaults, DeviceNameWorkModeAndAccount) {
             EXPECT_EQ(failed ? -1 : 0, code);
             EXPECT_EQ(failed ? 1 : 3, stored_int(kMibWorkMode));
         }, [] { int mode = 1; apmib_set(kMibWorkMode, &mode); });
+        each_fault(kind, [&] {
+            unsigned char assets[VESPIN_ASSETS_SIZE];
+            memset(assets, 0xa5, sizeof assets);
+            int code = set_assets(assets);
+            bool failed = settle() && kind == PLAT_FAULT_SETTING;
+            EXPECT_EQ(failed ? VESPIN_ERR_SETTING : 0, code);
+            EXPECT_EQ(failed, plat_test_logged("Fail to set MIB_VESPIN_DEVICE_ASSETS"));
+            unsigned char stored[VESPIN_ASSETS_SIZE];
+            ASSERT_EQ(0, get_assets(stored));
+            EXPECT_EQ(failed ? 0x00 : 0xa5, stored[VESPIN_ASSETS_SIZE - 1]);
+        }, [] {
+            unsigned char zeros[VESPIN_ASSETS_SIZE] = {0};
+            set_assets(zeros);
+            plat_test_reset();
+            plat_test_capture_log();
+        });
         each_fault(kind, [&] {
             int code = set_user_and_password(0, "root", "s3cret");
             bool failed = settle() && kind == PLAT_FAULT_SETTING;

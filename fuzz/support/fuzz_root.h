@@ -9,9 +9,10 @@
 #include <string>
 #include <vector>
 
-// Makes the root once per process (a fresh /tmp/vespin-fuzz-XXXXXX with the
-// router's directories), selects it with VESPIN_ROOT and returns its
-// directory. It is removed when the process exits, or by fuzz_root_remove.
+// Makes the root once per process (a fresh /dev/shm/vespin-fuzz-XXXXXX, or
+// /tmp/vespin-fuzz-XXXXXX without /dev/shm, holding the router's
+// directories), selects it with VESPIN_ROOT and returns its directory. It
+// is removed when the process exits, or by fuzz_root_remove.
 const std::string& fuzz_root();
 void fuzz_root_remove();
 
@@ -20,8 +21,8 @@ void fuzz_write(const char* router_path, const uint8_t* data, size_t size);
 
 // One run of a target: the log is captured (and dropped at the end), every
 // command is answered in-process with exit 0 and `command_output` as its
-// output, and files are replaced without fsync. Everything is restored when
-// the run ends.
+// output, files are replaced without fsync, and the clock is a fake one (a
+// sleep only advances it). Everything is restored when the run ends.
 class fuzz_run {
   public:
     explicit fuzz_run(std::string command_output = "");
