@@ -52,18 +52,19 @@ bool settle() {
     return armed.fired;
 }
 
-// Runs `call` with the Nth event of `kind` failing, for N = 1, 2, ... until
-// a run completes without the fault firing (`prepare`, when given, runs
-// first each time, unarmed). `call` calls settle() right after the function
-// under test. Returns the number of runs.
+// Runs `call` with the Nth event of `kind` failing (and with `persistent`
+// every later one too), for N = 1, 2, ... until a run completes without the
+// fault firing (`prepare`, when given, runs first each time, unarmed).
+// `call` calls settle() right after the function under test. Returns the
+// number of runs.
 int each_fault(plat_fault_kind kind, const std::function<void()>& call,
-               const std::function<void()>& prepare = nullptr) {
+               const std::function<void()>& prepare = nullptr, bool persistent = false) {
     const int kLimit = 500;
     for (int n = 1; n <= kLimit; n++) {
         if (prepare) prepare();
         armed = {kind, false};
-        plat_test_fail_nth(kind, n);
-        SCOPED_TRACE("event " + std::to_string(n) + " fails");
+        plat_test_fail_nth(kind, n, persistent);
+        SCOPED_TRACE("event " + std::to_string(n) + (persistent ? " and later ones fail" : " fails"));
         call();
         if (!settle()) return n;
     }
@@ -131,7 +132,7 @@ TEST(AllocationFaults, ConstructorsAndLoadersAnswerTheirCode) {
         {"vespin_uci_ctx_new", [] { return vespin_uci_ctx_new(); },
          [](const void* p) { vespin_uci_ctx_free((uci_context*)p); }, VESPIN_ERR_FAILURE},
     };
-    for (const constructor& c : constructors) {
+    for (const constructor& c : constructors) for (bool persistent : {false, true}) {
         SCOPED_TRACE(c.name);
         int runs = each_fault(PLAT_FAULT_ALLOC, [&] {
             const void* made = c.make();
@@ -142,7 +143,7 @@ TEST(AllocationFaults, ConstructorsAndLoadersAnswerTheirCode) {
                 EXPECT_FALSE(vespin_is_error(made));
             }
             c.drop(made);
-        });
+        }, nullptr, persistent);
         EXPECT_GE(runs, 2) << "no allocation went through the seam";
     }
     EXPECT_TRUE(plat_test_logged("Fail to alloc uci_context"));
@@ -374,7 +375,7 @@ TEST(SettingFaults, FlushWritesTheWholeFileOrLeavesIt) {
     plat_test_capture_log();
     ASSERT_EQ(0, flush_apmib(APMIB_CURRENT_SETTING));
     const std::string before = root.read("/flash/mib.conf");
-    for (plat_fault_kind kind : kWriterFaults) {
+    for (plat_fault_kind kind : kWriterFaults) for (bool persistent : {false, true}) {
         SCOPED_TRACE("fault kind " + std::to_string(kind));
         int runs = each_fault(kind, [&] {
             int code = flush_apmib(APMIB_CURRENT_SETTING);
@@ -397,7 +398,7 @@ TEST(SettingFaults, FlushWritesTheWholeFileOrLeavesIt) {
             int flag = 1;
             apmib_set(kMibInitFlag, &flag);
             apmib_set(kMibDeviceName, (void*)"Flushed");
-        });
+        }, persistent);
         EXPECT_GE(runs, kind == PLAT_FAULT_COMMAND ? 1 : 3);
     }
     EXPECT_TRUE(plat_test_logged("Fail to get mib"));

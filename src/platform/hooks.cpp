@@ -9,6 +9,7 @@ namespace {
 constexpr int kFaultKinds = PLAT_FAULT_COMMAND + 1;
 std::atomic<int> fault_countdown[kFaultKinds];
 std::atomic<bool> fault_fired[kFaultKinds];
+std::atomic<bool> fault_persists[kFaultKinds];
 std::atomic<bool> skip_fsync{false};
 
 }  // namespace
@@ -23,11 +24,13 @@ bool plat_fault_due(plat_fault_kind kind) {
     }
     if (left != 1) return false;
     fault_fired[kind] = true;
+    if (fault_persists[kind]) countdown = 1;  // the next event fails too
     return true;
 }
 
-void plat_test_fail_nth(plat_fault_kind kind, int n) {
+void plat_test_fail_nth(plat_fault_kind kind, int n, bool persistent) {
     fault_fired[kind] = false;
+    fault_persists[kind] = persistent;
     fault_countdown[kind] = n > 0 ? n : 0;
 }
 

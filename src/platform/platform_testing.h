@@ -60,10 +60,11 @@ void plat_test_fail_setting(int id, bool on_get, bool on_set);
 // Makes plat_open/plat_fopen of a router path fail with the errno given.
 void plat_test_fail_open(const std::string& router_path, int error_number);
 
-// Countdown faults: the Nth event of a kind from now fails, once (n = 1: the
-// very next one; 0 disarms). A test calls a function with n = 1, 2, 3, ...
-// until plat_test_fault_fired says the fault no longer fired: by then every
-// event of the call has failed once. The kinds:
+// Countdown faults: the Nth event of a kind from now fails (n = 1: the very
+// next one; 0 disarms), once, or with `persistent` every event from the Nth
+// on. A test calls a function with n = 1, 2, 3, ... until
+// plat_test_fault_fired says the fault no longer fired: by then every event
+// of the call has failed in turn. The kinds:
 //   PLAT_FAULT_ALLOC    plat_malloc, plat_calloc, plat_new and json_made: the
 //                       library's records, buffers and contexts, and the
 //                       json-c objects it builds (json-c's allocations while
@@ -75,7 +76,7 @@ void plat_test_fail_open(const std::string& router_path, int error_number);
 //   PLAT_FAULT_COMMAND  plat_system, plat_run_capture and plat_spawn_capture:
 //                       the command cannot be started and is not journaled.
 enum plat_fault_kind { PLAT_FAULT_ALLOC, PLAT_FAULT_SETTING, PLAT_FAULT_OPEN, PLAT_FAULT_COMMAND };
-void plat_test_fail_nth(plat_fault_kind kind, int n);
+void plat_test_fail_nth(plat_fault_kind kind, int n, bool persistent = false);
 // True when the armed fault of that kind has fired since it was armed.
 bool plat_test_fault_fired(plat_fault_kind kind);
 
