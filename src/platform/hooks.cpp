@@ -2,20 +2,24 @@
 
 #include <errno.h>
 
-#include <atomic>
+plat_fault_countdowns& plat_fault_countdowns::operator=(const plat_fault_countdowns& other) {
+    for (int kind = 0; kind < kinds; kind++) {
+        left[kind] = other.left[kind].load();
+        fired[kind] = other.fired[kind].load();
+        persists[kind] = other.persists[kind].load();
+    }
+    skip_fsync = other.skip_fsync.load();
+    return *this;
+}
 
-namespace {
-
-constexpr int kFaultKinds = PLAT_FAULT_COMMAND + 1;
-std::atomic<int> fault_countdown[kFaultKinds];
-std::atomic<bool> fault_fired[kFaultKinds];
-std::atomic<bool> fault_persists[kFaultKinds];
-std::atomic<bool> skip_fsync{false};
-
-}  // namespace
+plat_hooks& plat_hooks_state() {
+    static plat_hooks* state = new plat_hooks();  // never destroyed: usable from atexit paths
+    return *state;
+}
 
 bool plat_fault_due(plat_fault_kind kind) {
-    std::atomic<int>& countdown = fault_countdown[kind];
+    plat_fault_countdowns& faults = plat_hooks_state().faults;
+    std::atomic<int>& countdown = faults.left[kind];
     int left = countdown.load(std::memory_order_relaxed);
     if (__builtin_expect(left == 0, 1)) return false;
     // Another thread may count down at the same time: only the step from 1
@@ -23,27 +27,25 @@ bool plat_fault_due(plat_fault_kind kind) {
     while (left > 0 && !countdown.compare_exchange_weak(left, left - 1)) {
     }
     if (left != 1) return false;
-    fault_fired[kind] = true;
-    if (fault_persists[kind]) countdown = 1;  // the next event fails too
+    faults.fired[kind] = true;
+    if (faults.persists[kind]) countdown = 1;  // the next event fails too
     return true;
 }
 
 void plat_test_fail_nth(plat_fault_kind kind, int n, bool persistent) {
-    fault_fired[kind] = false;
-    fault_persists[kind] = persistent;
-    fault_countdown[kind] = n > 0 ? n : 0;
+    plat_fault_countdowns& faults = plat_hooks_state().faults;
+    faults.fired[kind] = false;
+    faults.persists[kind] = persistent;
+    faults.left[kind] = n > 0 ? n : 0;
 }
 
-bool plat_test_fault_fired(plat_fault_kind kind) { return fault_fired[kind]; }
+bool plat_test_fault_fired(plat_fault_kind kind) { return plat_hooks_state().faults.fired[kind]; }
 
-bool plat_hooks_skip_fsync() { return skip_fsync.load(std::memory_order_relaxed); }
-
-void plat_test_skip_fsync(bool skip) { skip_fsync = skip; }
-
-plat_hooks& plat_hooks_state() {
-    static plat_hooks* state = new plat_hooks();  // never destroyed: usable from atexit paths
-    return *state;
+bool plat_hooks_skip_fsync() {
+    return plat_hooks_state().faults.skip_fsync.load(std::memory_order_relaxed);
 }
+
+void plat_test_skip_fsync(bool skip) { plat_hooks_state().faults.skip_fsync = skip; }
 
 int plat_hooks_open_failure(const char* router_path) {
     if (!router_path) return 0;
@@ -91,8 +93,4 @@ void plat_test_fail_open(const std::string& router_path, int error_number) {
     plat_hooks_state().failing_opens.emplace_back(router_path, error_number);
 }
 
-void plat_test_reset() {
-    plat_hooks_state() = plat_hooks();
-    for (int kind = 0; kind < kFaultKinds; kind++) plat_test_fail_nth((plat_fault_kind)kind, 0);
-    skip_fsync = false;
-}
+void plat_test_reset() { plat_hooks_state() = plat_hooks(); }

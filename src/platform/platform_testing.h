@@ -55,11 +55,6 @@ const std::vector<plat_log_entry>& plat_test_log();
 // True when some captured stderr entry carries exactly this message.
 bool plat_test_logged(const std::string& message);
 
-// Makes apmib_get (on_get) and/or apmib_set (on_set) of one id fail.
-void plat_test_fail_setting(int id, bool on_get, bool on_set);
-// Makes plat_open/plat_fopen of a router path fail with the errno given.
-void plat_test_fail_open(const std::string& router_path, int error_number);
-
 // Countdown faults: the Nth event of a kind from now fails (n = 1: the very
 // next one; 0 disarms), once, or with `persistent` every event from the Nth
 // on. A test calls a function with n = 1, 2, 3, ... until
@@ -83,5 +78,10 @@ bool plat_test_fault_fired(plat_fault_kind kind);
 // Lets plat_write_file_atomic skip its fsync (fuzz targets write thousands of
 // files a second; the rename stays atomic, only durability is given up).
 void plat_test_skip_fsync(bool skip);
+
+// Makes apmib_get (on_get) and/or apmib_set (on_set) of one id fail.
+void plat_test_fail_setting(int id, bool on_get, bool on_set);
+// Makes plat_open/plat_fopen of a router path fail with the errno given.
+void plat_test_fail_open(const std::string& router_path, int error_number);
 
 void plat_test_reset();
