@@ -8,6 +8,7 @@
 # finds the result.
 set -eu
 cd "$(dirname "$0")/.."
+sh scripts/setup.sh --fuzz
 top=$PWD/build/fuzz-jsonc
 apt_dir=$top/apt
 suite=${VESPIN_JSONC_SUITE:-bookworm}
