@@ -4,6 +4,8 @@
 #   setup.sh mipsel     also the little-endian MIPS cross compilers and qemu-user
 #   setup.sh mips       also the big-endian MIPS cross compilers, qemu-user and
 #                       dpkg-source for Debian's source packages
+#   setup.sh --fuzz     also clang, and dpkg-dev to unpack json-c's source package
+#                       in scripts/fuzz-jsonc.sh
 # qemu-user comes without its recommended qemu-user-binfmt: target programs run
 # through wrapper scripts, and no binfmt handler changes the whole machine.
 set -eu
@@ -14,6 +16,7 @@ for target in "$@"; do
   case "$target" in
     mipsel) packages="$packages gcc-mipsel-linux-gnu g++-mipsel-linux-gnu"; bare="qemu-user" ;;
     mips) packages="$packages gcc-mips-linux-gnu g++-mips-linux-gnu dpkg-dev"; bare="qemu-user" ;;
+    --fuzz) packages="$packages clang dpkg-dev" ;;
     *) echo "setup: unknown target '$target' (mipsel or mips)" >&2; exit 2 ;;
   esac
 done

@@ -2,6 +2,8 @@
 // 32-bit words, little-endian throughout.
 #include "md5.h"
 
+#include "platform.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -105,7 +107,7 @@ void decode(uint32_t* output, const unsigned char* input, size_t length) {
 md5_state* md5(const void* data, size_t length, unsigned char* digest, md5_state* state) {
     if (!data) length = 0;
     if (!state) {
-        state = (md5_state*)calloc(1, sizeof(md5_state));
+        state = (md5_state*)plat_calloc(1, sizeof(md5_state));
         if (!state) return nullptr;
         state->words[0] = 0x67452301;
         state->words[1] = 0xefcdab89;
@@ -125,7 +127,7 @@ md5_state* md5(const void* data, size_t length, unsigned char* digest, md5_state
 char* md5sum(const void* data, size_t length) {
     static char hex[33];
     constexpr size_t chunk_size = 8192;
-    unsigned char* work = (unsigned char*)calloc(16 * 1024, 1);
+    unsigned char* work = (unsigned char*)plat_calloc(16 * 1024, 1);
     if (!work) return nullptr;
     const unsigned char* bytes = (const unsigned char*)data;
     if (!bytes) length = 0;
