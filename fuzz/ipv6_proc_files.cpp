@@ -4,6 +4,7 @@
 // "/var/resolv_v6.conf".
 #include "config_ipv6.h"
 #include "fuzz_root.h"
+#include "platform.h"
 
 #include <string.h>
 
