@@ -4,6 +4,7 @@
 #include "platform.h"
 #include "uci/context.h"
 #include "uci/files.h"
+#include "uci/parser.h"
 #include "uciconfig.h"
 
 #include <benchmark/benchmark.h>
@@ -50,6 +51,17 @@ void BM_FileReadWrite(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_FileReadWrite);
+
+// Parsing the package text alone, from memory.
+void BM_UciParse(benchmark::State& state) {
+    std::string text;
+    vuci::read_file(package_path(), &text);
+    for (auto _ : state) {
+        vuci::package p;
+        benchmark::DoNotOptimize(vuci::parse_package(text, true, &p, nullptr));
+    }
+}
+BENCHMARK(BM_UciParse);
 
 // One-shot get: load, parse and look up.
 void BM_UciGet(benchmark::State& state) {
