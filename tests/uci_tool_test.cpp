@@ -148,6 +148,12 @@ TEST_F(UciTool, ChangesArePendingUntilCommitted) {
     EXPECT_EQ(0, uci({"revert", "net"}).status);
     EXPECT_EQ("", root.read("/tmp/.uci/net"));
     EXPECT_EQ("5\n", uci({"get", "net.a.z"}).out);
+
+    // A delta file with a line that cannot be read is reverted all the same (on purpose).
+    root.write("/tmp/.uci/net", "net.a.z='7'\nnot a change\n");
+    EXPECT_EQ("7\n", uci({"get", "net.a.z"}).out);
+    EXPECT_EQ(0, uci({"revert", "net"}).status);
+    EXPECT_EQ("", root.read("/tmp/.uci/net"));
 }
 
 const char kUsage[] =
@@ -316,12 +322,13 @@ TEST_F(UciTool, BatchRunsEveryLine) {
                        "get net.a.x\n"
                        "frobnicate\n"
                        "get net.a.nosuch\n"
+                       "import net\n"
                        "add_list net.a.l=\"s t\"\n"
                        "commit net\n"
                        "exit\n"
                        "set net.a.x=never\n");
     EXPECT_EQ("two words\n", r.out);
-    EXPECT_EQ("Unknown command\nuci: Entry not found\n", r.err);
+    EXPECT_EQ("Unknown command\nuci: Entry not found\nUnknown command\n", r.err);
     EXPECT_EQ(0, r.status);
     EXPECT_EQ("'p q' r 's t'\n", uci({"get", "net.a.l"}).out);
     EXPECT_EQ("two words\n", uci({"get", "net.a.x"}).out);

@@ -401,6 +401,8 @@ int tool::import_packages(const std::vector<std::string>& args) {
 
 // Each line is a command with its arguments, split into words as in a
 // package file. Errors are printed and the next line runs; "exit" stops.
+// Standard input is the batch itself, so "import" (which would replace a
+// package with what it finds there) and a nested "batch" are unknown here.
 int tool::batch(const std::string& text) {
     statement_scanner scan(text);
     while (scan.next_statement()) {
@@ -421,7 +423,8 @@ int tool::batch(const std::string& text) {
         if (words.empty()) continue;
         if (!strcasecmp(words[0].c_str(), "exit")) break;
         std::vector<std::string> args(words.begin() + 1, words.end());
-        if (strcasecmp(words[0].c_str(), "batch") == 0 || run(words[0], args) == kUsage) {
+        bool refused = !strcasecmp(words[0].c_str(), "batch") || !strcasecmp(words[0].c_str(), "import");
+        if (refused || run(words[0], args) == kUsage) {
             if (!opt_.quiet) fprintf(stderr, "Unknown command\n");
         }
         fflush(stdout);
