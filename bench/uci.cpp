@@ -96,9 +96,9 @@ void BM_UciSet(benchmark::State& state) {
 }
 BENCHMARK(BM_UciSet);
 
-// One-shot set: load, set, then commit (re-read under the lock, write, rename).
+// One-shot set: load, set, then commit (under the lock: write, rename).
 void BM_UciSetCommit(benchmark::State& state) {
-    int i = 0;
+    static int i = 0;  // a new value in every run and repetition, or a commit has nothing to write
     for (auto _ : state) {
         std::string text = "bench.s" + std::to_string(i % kSections) + ".name=c" + std::to_string(i);
         ++i;
@@ -132,7 +132,12 @@ int main(int argc, char** argv) {
     // replaced file dominates it, so the CPU time ratio is shown beside it.
     auto& t = reporter.seconds;
     auto& cpu = reporter.cpu_seconds;
-    auto ratio = [&](const char* what, const char* uci, const char* file) {
+    // With --benchmark_repetitions the medians are used.
+    auto ratio = [&](const char* what, std::string uci, std::string file) {
+        if (t.count(uci + "_median") && t.count(file + "_median")) {
+            uci += "_median";
+            file += "_median";
+        }
         if (t.count(uci) && t.count(file) && t[file] > 0 && cpu[file] > 0)
             printf("%-44s %8.2f %8.2f\n", what, t[uci] / t[file], cpu[uci] / cpu[file]);
     };

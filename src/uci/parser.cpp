@@ -25,7 +25,7 @@ bool statement_scanner::append_line() {
         size_t end = text_.find('\n', next_);
         end = end == std::string::npos ? text_.size() : end + 1;
         const char* start = text_.data() + next_;
-        const char* nul = (const char*)memchr(start, 0, end - next_);
+        const char* nul = has_nul_ ? (const char*)memchr(start, 0, end - next_) : nullptr;
         next_ = end;
         if (!nul) {
             buf_.append(start, end - (start - text_.data()));
@@ -75,8 +75,15 @@ bool statement_scanner::more_words() {
 bool statement_scanner::quoted(char quote, std::string* word, parse_error* error) {
     ++pos_;
     for (;;) {
-        size_t run = pos_;
-        while (run < buf_.size() && buf_[run] != quote && !(quote == '"' && buf_[run] == '\\')) ++run;
+        // The run up to the closing quote (or, in double quotes, a backslash).
+        const char* from = buf_.data() + pos_;
+        size_t left = buf_.size() - pos_;
+        const char* stop = (const char*)memchr(from, quote, left);
+        if (quote == '"') {
+            const char* backslash = (const char*)memchr(from, '\\', stop ? (size_t)(stop - from) : left);
+            if (backslash) stop = backslash;
+        }
+        size_t run = stop ? pos_ + (size_t)(stop - from) : buf_.size();
         word->append(buf_, pos_, run - pos_);
         pos_ = run;
         if (pos_ < buf_.size() && buf_[pos_] == quote) {
@@ -231,13 +238,14 @@ bool statement_reader::statement(parse_error* error) {
     if (!scan_.read_word(&keyword, error)) return false;
     // A keyword ends only at a blank: "config" alone on its line is no command.
     bool ended = scan_.peek() == ' ' || scan_.peek() == '\t';
-    auto is = [&](const char* full) {
-        return keyword.size() == 1 ? keyword[0] == full[0] : keyword.compare(full) == 0;
+    auto is = [&](const char* full, size_t length) {
+        return keyword.size() == 1 ? keyword[0] == full[0]
+                                   : keyword.size() == length && memcmp(keyword.data(), full, length) == 0;
     };
-    if (ended && keyword.compare("package") == 0) return package_statement(error);
-    if (ended && is("config")) return config_statement(error);
-    bool list = is("list");
-    if (ended && (list || is("option"))) return option_statement(list, keyword_at, error);
+    if (ended && keyword.size() == 7 && memcmp(keyword.data(), "package", 7) == 0) return package_statement(error);
+    if (ended && is("config", 6)) return config_statement(error);
+    bool list = is("list", 4);
+    if (ended && (list || is("option", 6))) return option_statement(list, keyword_at, error);
     return fail(error, "invalid command", keyword_at);
 }
 

@@ -23,7 +23,8 @@ struct parse_error {
 // buffer.
 class statement_scanner {
   public:
-    explicit statement_scanner(const std::string& text) : text_(text) {}
+    explicit statement_scanner(const std::string& text)
+        : text_(text), has_nul_(text.find('\0') != std::string::npos) {}
     // Starts the next statement: after a ';' on the current line, else on
     // the next line. False at the end of the text.
     bool next_statement();
@@ -50,6 +51,7 @@ class statement_scanner {
     bool quoted(char quote, std::string* word, parse_error* error);
 
     const std::string& text_;
+    const bool has_nul_;  // most texts have none: then lines need no search for one
     size_t next_ = 0;   // offset in text_ of the next line not read yet
     std::string buf_;   // the lines of the current statement
     size_t pos_ = 0;    // read position in buf_
