@@ -210,7 +210,8 @@ TEST_F(UciTool, UsageAndExitStatus) {
     EXPECT_EQ(std::string("uci: invalid option -- 'z'\n") + kUsage, r.err);
     EXPECT_EQ("", r.out);
     EXPECT_EQ(0, r.status);
-    EXPECT_EQ("1\n", uci({"SeT", "net.a.x=1"}).out + uci({"Get", "net.a.x"}).out) << "command names ignore case";
+    EXPECT_EQ(0, uci({"SeT", "net.a.x=3"}).status);
+    EXPECT_EQ("3\n", uci({"Get", "net.a.x"}).out) << "command names ignore case";
 }
 
 TEST_F(UciTool, ErrorsAndExitStatus) {
