@@ -27,7 +27,7 @@ stage_done "sysroot $arch"
 build=$project/build/cross-$arch
 stage
 cmake -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE="$project/cmake/$triplet.cmake" \
-  -DCMAKE_BUILD_TYPE=MinSizeRel -DVESPIN_BENCH=OFF >/dev/null
+  -DCMAKE_BUILD_TYPE=MinSizeRel -DVESPIN_BENCH=OFF -DVESPIN_TEST_TIMEOUT=480 >/dev/null
 cmake --build "$build" -j "$jobs"
 stage_done "cross build $arch"
 
