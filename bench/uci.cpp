@@ -8,6 +8,8 @@
 #include "uci/parser.h"
 #include "uciconfig.h"
 
+#include "ratio_reporter.h"
+
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
 #include <time.h>
@@ -150,20 +152,6 @@ void BM_UciSetCommitTakingTurns(benchmark::State& state) {
 }
 BENCHMARK(BM_UciSetCommitTakingTurns);
 
-// Collects each benchmark's real and CPU time per iteration for the ratios.
-class ratio_reporter : public benchmark::ConsoleReporter {
-  public:
-    std::map<std::string, double> seconds;
-    std::map<std::string, double> cpu_seconds;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) {
-            seconds[run.benchmark_name()] = run.GetAdjustedRealTime();
-            cpu_seconds[run.benchmark_name()] = run.GetAdjustedCPUTime();
-        }
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -173,7 +161,7 @@ int main(int argc, char** argv) {
     benchmark::RunSpecifiedBenchmarks(&reporter);
     // Real time is what a caller waits; on a busy disk the fsync of every
     // replaced file dominates it, so the CPU time ratio is shown beside it.
-    auto& t = reporter.seconds;
+    auto& t = reporter.real_seconds;
     auto& cpu = reporter.cpu_seconds;
     // With --benchmark_repetitions the medians are used.
     auto ratio = [&](const char* what, std::string uci, std::string file) {

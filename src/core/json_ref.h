@@ -21,3 +21,10 @@ json_object* json_made(json_object* fresh);
 // Adds value under key, the object taking over the value's reference: true,
 // or false with the value dropped when it is NULL or cannot be added.
 bool json_add(json_object* object, const char* key, json_object* value);
+
+// Adds a member under a key that is a string literal, new in the object:
+// json-c neither copies nor looks the key up. The object takes the value's
+// reference.
+inline void json_add_new_key(json_object* object, const char* literal_key, json_object* value) {
+    json_object_object_add_ex(object, literal_key, value, JSON_C_OBJECT_ADD_KEY_IS_NEW | JSON_C_OBJECT_KEY_IS_CONSTANT);
+}

@@ -86,6 +86,9 @@ const node_method kMethods[] = {
     {"ipv6.set", ipv6_set_method},
     {"ipv6.status", ipv6_status_method},
     {"node.methods", node_methods_method},
+    {"node.self", node_self_method},
+    {"node.network", node_network_method},
+    {"node.report", node_report_method},
 };
 
 }  // namespace
