@@ -19,6 +19,8 @@ struct plat_hooks {
     plat_icmp_script icmp_script;
     std::vector<plat_icmp_sent> icmp_sent;
     std::vector<std::string> resolved;
+    long http_transfer_timeout_ms = 0;  // 0: as the core set it
+    long http_connect_timeout_ms = 0;
 };
 
 plat_hooks& plat_hooks_state();

@@ -38,7 +38,8 @@ const std::vector<plat_command>& plat_test_commands();
 void plat_test_set_clock(long seconds, long microseconds);
 void plat_test_advance_clock(long microseconds);
 
-enum plat_log_channel { PLAT_LOG_STDERR, PLAT_LOG_SYSLOG, PLAT_LOG_PERROR, PLAT_LOG_PRINT };
+// PLAT_LOG_TRACE: one line of libcurl's verbose text ("* ", "> " or "< " and the line).
+enum plat_log_channel { PLAT_LOG_STDERR, PLAT_LOG_SYSLOG, PLAT_LOG_PERROR, PLAT_LOG_PRINT, PLAT_LOG_TRACE };
 
 struct plat_log_entry {
     plat_log_channel channel;
@@ -83,5 +84,9 @@ void plat_test_set_icmp_script(plat_icmp_script script);
 const std::vector<plat_icmp_sent>& plat_test_icmp_sent();
 // Every host name handed to plat_resolve_ipv4 since the last reset.
 const std::vector<std::string>& plat_test_resolved();
+
+// Shortens the time-outs of every HTTPS session performed from now (whole
+// transfer and connect, in milliseconds; 0 keeps the one the core set).
+void plat_test_set_http_timeouts(long transfer_ms, long connect_ms);
 
 void plat_test_reset();
