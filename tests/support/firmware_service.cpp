@@ -4,11 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <json-c/json.h>
-#include <signal.h>
 #include <stdlib.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -22,10 +18,6 @@ std::string read_file(const std::string& path) {
     content << in.rdbuf();
     return content.str();
 }
-
-const char* python3() { return access("/usr/bin/python3", X_OK) == 0 ? "/usr/bin/python3" : "python3"; }
-
-std::string script() { return std::string(VESPIN_SOURCE_DIR) + "/sim/firmware-service.py"; }
 
 // The service logs bodies as code points 0-255 (json-c gives them as UTF-8):
 // back to the bytes received.
@@ -55,33 +47,19 @@ firmware_service::firmware_service() {
         ADD_FAILURE() << "cannot make the service's directory";
         return;
     }
-    dir_ = pattern;
-    pid_ = fork();
-    if (pid_ == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGTERM);  // a crashed test leaves no service behind
-        execlp(python3(), python3(), script().c_str(), dir_.c_str(), "--address", "127.0.0.1", (char*)nullptr);
-        _exit(127);
+    std::string problem;
+    if (!local_firmware_service_start(std::string(VESPIN_SOURCE_DIR) + "/sim", pattern, "127.0.0.1", &service_,
+                                      &problem)) {
+        ADD_FAILURE() << "the firmware service did not start: " << problem;
+        return;
     }
-    for (int tries = 0; tries < 300 && port_ == 0; tries++) {
-        port_ = atoi(read_file(dir_ + "/port").c_str());
-        if (port_ == 0) {
-            if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
-                pid_ = -1;
-                break;
-            }
-            usleep(50 * 1000);
-        }
-    }
-    if (port_ == 0) ADD_FAILURE() << "the firmware service did not start (" << script() << ")";
+    port_ = atoi(service_.url.substr(service_.url.rfind(':') + 1).c_str());
 }
 
 firmware_service::~firmware_service() {
-    if (pid_ > 0) {
-        kill(pid_, SIGTERM);
-        waitpid(pid_, nullptr, 0);
-    }
+    local_firmware_service_stop(&service_);
     std::error_code ignored;
-    if (!dir_.empty()) std::filesystem::remove_all(dir_, ignored);
+    if (!service_.dir.empty()) std::filesystem::remove_all(service_.dir, ignored);
 }
 
 std::string firmware_service::url(const std::string& steps, const std::string& host) const {
@@ -89,23 +67,21 @@ std::string firmware_service::url(const std::string& steps, const std::string& h
 }
 
 void firmware_service::serve(const test_root& root, const std::string& steps) const {
-    const char bundle[] = "/etc/ssl/certs/ca-certificates.crt";
-    root.write(bundle, root.read(bundle) + read_file(dir_ + "/ca.pem"));
-    root.write("/etc/hosts", root.read("/etc/hosts") + "127.0.0.1\tfirmware.vespin.test wrong.vespin.test\n");
-    set_url(root, url(steps));
+    if (!local_firmware_service_serve(service_, root.dir(), url(steps))) ADD_FAILURE() << "cannot serve " << root.dir();
+    root.write("/etc/hosts", root.read("/etc/hosts") + "127.0.0.1\twrong.vespin.test\n");
 }
 
 void firmware_service::set_url(const test_root& root, const std::string& url) {
-    root.write("/etc/config/vespin_cloud", "\nconfig firmware 'firmware'\n\toption url '" + url + "'\n\n");
+    local_firmware_service_set_url(root.dir(), url);
 }
 
 void firmware_service::write_answer(const std::string& name, const std::string& content) const {
-    std::ofstream(dir_ + "/answers/" + name, std::ios::binary) << content;
+    std::ofstream(dir() + "/answers/" + name, std::ios::binary) << content;
 }
 
 std::vector<firmware_service_request> firmware_service::requests() const {
     std::vector<firmware_service_request> found;
-    std::istringstream lines(read_file(dir_ + "/requests.log"));
+    std::istringstream lines(read_file(dir() + "/requests.log"));
     std::string line;
     while (std::getline(lines, line)) {
         json_object* entry = json_tokener_parse(line.c_str());
@@ -129,11 +105,12 @@ std::vector<firmware_service_request> firmware_service::requests() const {
     return found;
 }
 
-void firmware_service::clear_requests() const { std::ofstream(dir_ + "/requests.log", std::ios::trunc); }
+void firmware_service::clear_requests() const { std::ofstream(dir() + "/requests.log", std::ios::trunc); }
 
 std::string firmware_service::other_ca() const {
-    std::string other = dir_ + "/other";
-    std::string command = std::string(python3()) + " '" + script() + "' '" + other + "' --certs-only";
+    std::string other = dir() + "/other";
+    std::string command = "python3 '" + std::string(VESPIN_SOURCE_DIR) + "/sim/firmware-service.py' '" + other +
+                          "' --certs-only";
     if (system(command.c_str()) != 0) ADD_FAILURE() << "cannot make another CA: " << command;
     return read_file(other + "/ca.pem");
 }

@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "local_firmware_service.h"
+
 class test_root;
 
 // One request as the service received it.
@@ -23,7 +25,7 @@ class firmware_service {
     static firmware_service& shared();
 
     int port() const { return port_; }
-    const std::string& dir() const { return dir_; }
+    const std::string& dir() const { return service_.dir; }
     // "https://firmware.vespin.test:PORT" followed by steps ("/redirect-301").
     std::string url(const std::string& steps = "", const std::string& host = "firmware.vespin.test") const;
     // Makes a root use the service: its CA bundle trusts the service's CA,
@@ -45,7 +47,6 @@ class firmware_service {
 
   private:
     firmware_service();
-    std::string dir_;
-    int pid_ = -1;
+    local_firmware_service service_;
     int port_ = 0;
 };
