@@ -7,6 +7,8 @@
 #include "uciconfig.h"
 
 #include <benchmark/benchmark.h>
+
+#include "ratio_reporter.h"
 #include <stdlib.h>
 
 #include <filesystem>
@@ -96,15 +98,6 @@ void BM_UciSetCommit(benchmark::State& state) {
 BENCHMARK(BM_UciSetCommit);
 
 // Collects each benchmark's real time per iteration for the ratios.
-class ratio_reporter : public benchmark::ConsoleReporter {
-  public:
-    std::map<std::string, double> seconds;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) seconds[run.benchmark_name()] = run.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {

@@ -5,6 +5,8 @@
 #include "config_wan.h"
 
 #include <benchmark/benchmark.h>
+
+#include "ratio_reporter.h"
 #include <stdio.h>
 #include <string.h>
 
@@ -41,15 +43,6 @@ void BM_WanJsonRoundTrip(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_WanJsonRoundTrip);
-
-class ratio_reporter : public benchmark::ConsoleReporter {
-  public:
-    std::map<std::string, double> seconds;
-    void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs) seconds[run.benchmark_name()] = run.GetAdjustedRealTime();
-        ConsoleReporter::ReportRuns(runs);
-    }
-};
 
 }  // namespace
 

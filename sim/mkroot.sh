@@ -59,10 +59,12 @@ if [ -n "$address" ]; then
   sed -i "s/^br0 .*/br0 addr=$address netmask=255.255.255.0 hwaddr=$(mac 0)/" "$dest/etc/vespin/interfaces"
 fi
 if [ -n "$mac_seed" ]; then
-  sed -i "s/^eth1 \(.*\)hwaddr=[^ ]*/eth1 \1hwaddr=$(mac 1)/; s/^wlan0 \(.*\)hwaddr=[^ ]*/wlan0 \1hwaddr=$(mac 2)/; s/^wlan1 \(.*\)hwaddr=[^ ]*/wlan1 \1hwaddr=$(mac 3)/" \
+  sed -i "s/^eth0 \(.*\)hwaddr=[^ ]*/eth0 \1hwaddr=$(mac 6)/; s/^eth1 \(.*\)hwaddr=[^ ]*/eth1 \1hwaddr=$(mac 1)/; s/^wlan0 \(.*\)hwaddr=[^ ]*/wlan0 \1hwaddr=$(mac 2)/; s/^wlan1 \(.*\)hwaddr=[^ ]*/wlan1 \1hwaddr=$(mac 3)/" \
     "$dest/etc/vespin/interfaces"
 fi
 [ -n "$shm_key" ] && echo "$shm_key" > "$dest/etc/vespin/shm_key"
+# The kernel hands out a fresh UUID on every read; each root gets one of its own.
+[ -r /proc/sys/kernel/random/uuid ] && cat /proc/sys/kernel/random/uuid > "$dest/proc/sys/kernel/random/uuid"
 if [ -n "$sn" ]; then
   sed -i "s/^4001 = .*/4001 = \"$sn\"/" "$dest/flash/mib-default.conf"
 fi

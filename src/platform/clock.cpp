@@ -43,3 +43,9 @@ long plat_uptime() {
     long up = (long)(plat_time() - st.st_ctime);
     return up > 0 ? up : 0;
 }
+
+int64_t plat_monotonic_ms() {
+    struct timespec ts;
+    clock_gettime(CLOCK_MONOTONIC, &ts);
+    return (int64_t)ts.tv_sec * 1000 + ts.tv_nsec / 1000000;
+}

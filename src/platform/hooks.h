@@ -21,6 +21,9 @@ struct plat_hooks {
     std::vector<std::string> resolved;
     long http_transfer_timeout_ms = 0;  // 0: as the core set it
     long http_connect_timeout_ms = 0;
+    bool alarm_held = false;           // alarms are kept here instead of armed
+    unsigned alarm_seconds = 0;        // the held alarm's delay; 0: none armed
+    void (*alarm_handler)(int) = nullptr;
 };
 
 plat_hooks& plat_hooks_state();

@@ -163,6 +163,13 @@ void plat_gettimeofday(struct timeval* tv);
 time_t plat_time();
 // Sleeps (usleep); with the fake clock it advances the clock instead.
 void plat_usleep(unsigned long microseconds);
+// Milliseconds of a monotonic clock, for bounds on waits between processes;
+// never driven by the fake clock.
+int64_t plat_monotonic_ms();
+// The process's alarm signal: with seconds > 0 and a handler, installs the
+// handler for SIGALRM and arms alarm(seconds); with 0, cancels the alarm and
+// restores the signal's default handling. Tests can hold it (platform_testing.h).
+void plat_alarm(unsigned seconds, void (*handler)(int));
 // Seconds since boot (sysinfo uptime). Emulated: the first number in the
 // root's "/proc/uptime", else seconds since the root was first used.
 long plat_uptime();
@@ -187,6 +194,17 @@ void plat_print(const char* text);
 // number in the root's "/etc/vespin/shm_key", else one derived from the
 // root's path so that two roots never share a segment.
 int plat_shm_key();
+// The segment of `key` with `size` bytes, created with permissions 0666 when
+// absent (shmget): its id, or -1 with errno set.
+int plat_shm_get(int key, size_t size);
+// Maps a segment (shmat): its address, or null with errno set.
+void* plat_shm_attach(int id);
+// Unmaps a segment mapped by plat_shm_attach; null is ignored.
+void plat_shm_detach(const void* address);
+// Marks the segment of `key` for removal (it goes when the last process
+// detaches): 0, or -1 when there is none. Tests and tools only: on a node the
+// segment lives until the system restarts.
+int plat_shm_remove(int key);
 
 // ---- radio ---------------------------------------------------------------
 
@@ -195,11 +213,31 @@ struct plat_scan_entry {
     std::string ssid;
 };
 
+// A mesh node that the survey found waiting to join: its serial number and
+// the MACs of its 2.4 GHz and 5 GHz radios, as the driver reports them.
+struct plat_joinable_node {
+    std::string sn;
+    std::string mac_24g;
+    std::string mac_5g;
+};
+
 // One site survey of a radio ("wlan0", "wlan1"). False when the survey
 // fails. The router face reports failure until the driver is wired; the
-// emulated face reads "/var/scan/<ifname>" (lines "CHANNEL SSID"), at most
-// 128 entries.
-bool plat_site_survey(const char* ifname, std::vector<plat_scan_entry>* out);
+// emulated face reads "/var/scan/<ifname>": lines "CHANNEL SSID" for the
+// networks (at most 128) and lines "mesh SN MAC_2.4G MAC_5G" for the
+// joinable mesh nodes (at most 128), which go to `joinable` when it is given.
+bool plat_site_survey(const char* ifname, std::vector<plat_scan_entry>* out,
+                      std::vector<plat_joinable_node>* joinable = nullptr);
+
+// The beacon-information module that candidate discovery loads. Start loads
+// it and hands it the candidate's serial number; stop unloads it. Both return
+// true on success. The router face reports failure until the driver is wired;
+// the emulated face runs the root's "insmod /lib/modules/beacon_info.ko" and
+// "rmmod beacon_info" stand-ins (so /proc/modules and the command journal
+// record every load and unload) and writes the serial number to
+// "/proc/beacon_info".
+bool plat_beacon_start(const char* sn);
+bool plat_beacon_stop();
 
 // ---- URL-filter kernel module ------------------------------------------
 

@@ -88,5 +88,13 @@ const std::vector<std::string>& plat_test_resolved();
 // Shortens the time-outs of every HTTPS session performed from now (whole
 // transfer and connect, in milliseconds; 0 keeps the one the core set).
 void plat_test_set_http_timeouts(long transfer_ms, long connect_ms);
+// Holds the alarm signal in the test: plat_alarm then records its delay and
+// handler instead of arming the real alarm. plat_test_fire_alarm runs a held
+// alarm as if it went off: it advances the fake clock (when set) by the
+// delay, disarms it and calls the handler; false when none was armed.
+void plat_test_hold_alarm();
+bool plat_test_fire_alarm();
+// The delay of the held alarm, 0 when none is armed.
+unsigned plat_test_alarm_seconds();
 
 void plat_test_reset();

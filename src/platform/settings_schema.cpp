@@ -72,6 +72,8 @@ const setting_field kFields[] = {
     {282, "MIB_DAYLIGHT_SAVE", SETTING_INT, 4, SCOPE_GLOBAL, nullptr},
     {554, "MIB_MESH_SETTING_1", SETTING_INT, 4, SCOPE_RADIO, nullptr},
     {561, "MIB_MESH_SETTING_2", SETTING_INT, 4, SCOPE_RADIO, nullptr},
+    // the radio's mesh switch: its peers are listed in "/proc/wlan%d/mesh_assoc_mpinfo"
+    {644, "MIB_WLAN_MESH_ENABLE", SETTING_INT, 4, SCOPE_RADIO, nullptr},
     {2255, "MIB_NTP_SERVER_2", SETTING_TEXT, 64, SCOPE_GLOBAL, nullptr},
     {2256, "MIB_NTP_SERVER_3", SETTING_TEXT, 64, SCOPE_GLOBAL, nullptr},
     {2257, "MIB_NTP_SERVER_4", SETTING_TEXT, 64, SCOPE_GLOBAL, nullptr},
