@@ -109,3 +109,4 @@ vespin_response* url_filter_restart_method(json_object* params);
 vespin_response* sta_blacklist_add_method(json_object* params);
 vespin_response* sta_blacklist_delete_method(json_object* params);
 vespin_response* sta_blacklist_list_method(json_object* params);
+vespin_response* firmware_list_method(json_object* params);
