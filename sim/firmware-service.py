@@ -18,8 +18,9 @@ DIR holds everything the service makes and keeps:
 --certs-only makes the certificates and exits. Nothing is installed in the
 host's trust store: callers hand ca.pem to the emulated roots.
 
-FILE is a JSON object of firmware records keyed by model, the first two
-characters of a serial number ("01", "02"). The answer holds, in order of
+FILE (default: firmware-service.json beside this script) is a JSON object
+of firmware records keyed by model, the first two characters of a serial
+number ("01", "02"). The answer holds, in order of
 first appearance, one record per model asked for, with "sns" set to the
 serial numbers of that model in request order; unknown models are left out.
 
@@ -37,7 +38,6 @@ import argparse
 import json
 import os
 import select
-import socket
 import ssl
 import subprocess
 import sys
@@ -45,23 +45,7 @@ import threading
 import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
-DEFAULT_FIRMWARE = {
-    "01": {
-        "model": {"id": "1", "name": "Q5", "version": {"id": "2"}},
-        "version": "1.9.8",
-        "url": "https://firmware.vespin.test/q5/1.9.8/firmware.bin",
-        "size": 15990784,
-        "released_time": 1763683200,
-        "changelog": "Faster roaming between nodes; fixes the LED schedule.",
-    },
-    "02": {
-        "model": {"id": "2", "name": "Lark", "version": {"id": "1"}},
-        "version": "1.9.8",
-        "url": "https://firmware.vespin.test/lark/1.9.8/firmware.bin",
-        "size": 13893632,
-        "released_time": 1763683200,
-    },
-}
+DEFAULT_FIRMWARE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "firmware-service.json")
 STALL_LIMIT_SECONDS = 30
 
 
@@ -160,8 +144,9 @@ class RequestHandler(BaseHTTPRequestHandler):
         if self.command != "POST":
             return self.send(405, b'{"error": "POST only"}')
         try:
-            sns = json.loads(body)["params"]["sns"]
-            if json.loads(body)["method"] != "firmware.get" or not all(isinstance(s, str) for s in sns):
+            request = json.loads(body)
+            sns = request["params"]["sns"]
+            if request["method"] != "firmware.get" or not all(isinstance(sn, str) for sn in sns):
                 raise ValueError("bad request")
         except (ValueError, KeyError, TypeError):
             return self.send(400, b'{"error": "bad request"}')
@@ -208,17 +193,15 @@ def main():
     parser.add_argument("--address", default="127.0.0.1")
     parser.add_argument("--port", type=int, default=0)
     parser.add_argument("--host", default="firmware.vespin.test")
-    parser.add_argument("--firmware")
+    parser.add_argument("--firmware", default=DEFAULT_FIRMWARE)
     parser.add_argument("--certs-only", action="store_true")
     args = parser.parse_args()
     os.makedirs(os.path.join(args.directory, "answers"), exist_ok=True)
     make_certificates(args.directory, args.host, args.address)
     if args.certs_only:
         return 0
-    firmware = DEFAULT_FIRMWARE
-    if args.firmware:
-        with open(args.firmware) as f:
-            firmware = json.load(f)
+    with open(args.firmware) as f:
+        firmware = json.load(f)
     service = FirmwareService((args.address, args.port), args.directory, firmware)
     context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
     context.load_cert_chain(os.path.join(args.directory, "server.pem"), os.path.join(args.directory, "server.key"))

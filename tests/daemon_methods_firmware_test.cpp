@@ -54,7 +54,8 @@ TEST_F(FirmwareMethods, AsksForEveryValidNodeOfTheTopology) {
 
     // The service failing: its code and a message.
     firmware_service::set_url(root_, service.url("/status-500"));
-    EXPECT_EQ("{\"error\":{\"code\":600103,\"message\":\"Fail to get the firmware list\"}}", node_call("firmware.list"));
+    EXPECT_EQ("{\"error\":{\"code\":600103,\"message\":\"Fail to get the firmware list\"}}",
+              node_call("firmware.list"));
 }
 
 }  // namespace

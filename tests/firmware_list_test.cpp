@@ -201,7 +201,8 @@ TEST(FirmwareList, PostsTheSerialNumbersAndReadsTheRecords) {
 
     // libcurl's verbose output is on.
     bool traced = false;
-    for (const auto& e : plat_test_log()) traced |= e.channel == PLAT_LOG_TRACE && e.text == "> POST /v4/version HTTP/1.1";
+    for (const auto& e : plat_test_log())
+        traced |= e.channel == PLAT_LOG_TRACE && e.text == "> POST /v4/version HTTP/1.1";
     EXPECT_TRUE(traced);
 }
 
@@ -285,7 +286,8 @@ TEST(FirmwareList, BadStatusAndBadAnswers) {
 
     // 51 serial numbers in one record: 50 kept.
     std::string sns;
-    for (int i = 1; i <= 51; i++) sns += std::string(i > 1 ? "," : "") + "\"01241100010" + std::to_string(1000 + i) + "\"";
+    for (int i = 1; i <= 51; i++)
+        sns += std::string(i > 1 ? "," : "") + "\"01241100010" + std::to_string(1000 + i) + "\"";
     service.write_answer("many_sns", R"([{"model": {"id": "1", "version": {"id": "1"}}, "url": "u", "version": "v",)"
                                      R"( "size": 1, "released_time": 1, "sns": [)" + sns + "]}]");
     firmware_service::set_url(root, service.url("/answer-many_sns"));

@@ -83,7 +83,8 @@ bool local_firmware_service_serve(const local_firmware_service& service, const s
 }
 
 bool local_firmware_service_set_url(const std::string& root, const std::string& url) {
-    return write_file(root + "/etc/config/vespin_cloud", "\nconfig firmware 'firmware'\n\toption url '" + url + "'\n\n");
+    std::string package = "\nconfig firmware 'firmware'\n\toption url '" + url + "'\n\n";
+    return write_file(root + "/etc/config/vespin_cloud", package);
 }
 
 void local_firmware_service_stop(local_firmware_service* service) {

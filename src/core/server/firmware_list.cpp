@@ -52,8 +52,10 @@ std::string request_body(const mesh_node* nodes, int n) {
     json_ref body(json_object_new_object());
     json_object* params = json_object_new_object();
     json_object* sns = json_object_new_array();
-    for (int i = 0; i < n; i++)
-        json_object_array_add(sns, json_object_new_string_len(nodes[i].sn, (int)strnlen(nodes[i].sn, MESH_NODE_SN_SIZE)));
+    for (int i = 0; i < n; i++) {
+        int length = (int)strnlen(nodes[i].sn, MESH_NODE_SN_SIZE);
+        json_object_array_add(sns, json_object_new_string_len(nodes[i].sn, length));
+    }
     json_object_object_add(params, "sns", sns);
     json_object_object_add(body.get(), "method", json_object_new_string("firmware.get"));
     json_object_object_add(body.get(), "params", params);
