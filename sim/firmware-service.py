@@ -28,6 +28,8 @@ Steps in front of "/v4/version" change the answer, read left to right:
   redirect-NNN      answer NNN (301, 302, 303, 307, 308) to the same URL
                     without this step
   loop              answer 302 to the very same URL, for ever
+  away              answer 302 to the same path without this step on the
+                    host "elsewhere.vespin.test" (same port)
   status-NNN        answer NNN with a small JSON body
   broken            answer 200 with a body that is not JSON
   answer-NAME       answer 200 with the file answers/NAME
@@ -126,6 +128,9 @@ class RequestHandler(BaseHTTPRequestHandler):
                 return self.redirect(int(step[9:]), rest)
             if step == "loop":
                 return self.redirect(302, self.path)
+            if step == "away":
+                port = self.server.server_address[1]
+                return self.redirect(302, rest, "elsewhere.vespin.test:%d" % port)
             if step.startswith("status-"):
                 return self.send(int(step[7:]), json.dumps({"error": "status " + step[7:]}).encode())
             if step == "broken":
@@ -160,9 +165,9 @@ class RequestHandler(BaseHTTPRequestHandler):
             records[sn[:2]]["sns"].append(sn)
         self.send(200, json.dumps(list(records.values())).encode())
 
-    def redirect(self, status, path):
+    def redirect(self, status, path, host=None):
         self.send_response(status)
-        self.send_header("Location", "https://%s%s" % (self.headers.get("Host", ""), path))
+        self.send_header("Location", "https://%s%s" % (host or self.headers.get("Host", ""), path))
         self.send_header("Content-Length", "0")
         self.end_headers()
 

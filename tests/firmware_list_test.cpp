@@ -143,25 +143,6 @@ TEST(FirmwareRecord, ChecksInOrderAndKeepsWhatWasStored) {
     EXPECT_EQ(100209, remote_firmware_load_from_json(nullptr, kFullRecord));
 }
 
-TEST(FirmwareRecord, MoreThanFiftySerialNumbersAreCut) {
-    test_root root;
-    std::string sns;
-    for (int i = 1; i <= 51; i++) sns += std::string(sns.empty() ? "" : ", ") + "\"SN" + std::to_string(i) + "\"";
-    std::string json = R"({"model": {"id": "1", "version": {"id": "1"}}, "url": "u", "version": "v", "size": 1,)"
-                       R"( "released_time": 2, "sns": [)" + sns + "]}";
-    // The record sits right before a guard that must stay untouched.
-    struct guarded {
-        remote_firmware firmware;
-        char guard[64];
-    };
-    guarded* g = static_cast<guarded*>(calloc(1, sizeof(guarded)));
-    ASSERT_EQ(0, remote_firmware_load_from_json(&g->firmware, json.c_str()));
-    EXPECT_STREQ("SN1", g->firmware.sns[0]);
-    EXPECT_STREQ("SN50", g->firmware.sns[49]);
-    EXPECT_EQ(std::string(64, '\0'), std::string(g->guard, 64));
-    free(g);
-}
-
 TEST(FirmwareList, PostsTheSerialNumbersAndReadsTheRecords) {
     test_root root;
     firmware_service& service = firmware_service::shared();
@@ -254,6 +235,17 @@ TEST(FirmwareList, RedirectsKeepThePost) {
     expect_failure(listing({kLarkSn}), 600101);
     EXPECT_TRUE(plat_test_logged("HTTP request failed: 47"));
     EXPECT_EQ(11u, service.requests().size());
+
+    // A redirect to another host is not followed from an emulated root, even
+    // to a name its "/etc/hosts" holds: no name but the URL's is looked up.
+    service.clear_requests();
+    root.write("/etc/hosts", root.read("/etc/hosts") + "127.0.0.1\telsewhere.vespin.test\n");
+    firmware_service::set_url(root, service.url("/away"));
+    expect_failure(listing({kLarkSn}), 600101);
+    EXPECT_TRUE(plat_test_logged("HTTP request failed: 6"));  // a failed look-up: tried twice
+    std::vector<firmware_service_request> requests = service.requests();
+    ASSERT_EQ(2u, requests.size());
+    EXPECT_EQ("/away/v4/version", requests[1].path);
 }
 
 TEST(FirmwareList, BadStatusAndBadAnswers) {
