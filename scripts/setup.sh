@@ -8,9 +8,12 @@
 #                       in scripts/fuzz-jsonc.sh
 # qemu-user comes without its recommended qemu-user-binfmt: target programs run
 # through wrapper scripts, and no binfmt handler changes the whole machine.
+# python3 and openssl run the local HTTPS firmware service of the tests and
+# the main job (sim/firmware-service.py).
 set -eu
 packages="build-essential cmake pkg-config libjson-c-dev libnng-dev libcurl4-openssl-dev
-          libgtest-dev libgmock-dev libbenchmark-dev bash"
+          libgtest-dev libgmock-dev libbenchmark-dev bash
+          python3 openssl"
 bare=""
 for target in "$@"; do
   case "$target" in

@@ -6,11 +6,15 @@
 // Ctrl-C (or stops at once with --once) and stops every daemon.
 //
 //   vespin-mesh [--satellites N] [--once] [--keep] [--net A.B.C] [--sim DIR] [--tools DIR]
+//               [--firmware-service]
 //
 // --net: the first three numbers of the nodes' addresses (default 127.0.0;
 // node i gets A.B.C.<i+1>), so that two meshes can run side by side; --sim: the directory holding mkroot.sh (default "sim"); --tools: the
 // directory holding vespind (default: this program's own); --keep: leave the
-// roots (under /tmp/vespin-mesh-*) in place for inspection.
+// roots (under /tmp/vespin-mesh-*) in place for inspection; --firmware-service:
+// start the local HTTPS firmware service (A.B.C.200), make the gateway use
+// it, and print the firmware it offers for each node ("firmware.list").
+#include "firmware_report.h"
 #include "node_client.h"
 #include "response.h"
 
@@ -52,7 +56,7 @@ struct node {
 
 struct options {
     int satellites = 2;
-    bool once = false, keep = false;
+    bool once = false, keep = false, firmware_service = false;
     std::string net = "127.0.0", sim = "sim", tools;
 };
 
@@ -76,6 +80,8 @@ bool parse_options(int argc, char** argv, options* out) {
             out->once = true;
         } else if (option == "--keep") {
             out->keep = true;
+        } else if (option == "--firmware-service") {
+            out->firmware_service = true;
         } else if (option == "--satellites" && has_value) {
             out->satellites = atoi(argv[++i]);
             if (out->satellites < 0 || out->satellites > kMaxSatellites) return false;
@@ -282,7 +288,7 @@ int main(int argc, char** argv) {
     if (!parse_options(argc, argv, &opts)) {
         fprintf(stderr,
                 "usage: vespin-mesh [--satellites N (0..%d)] [--once] [--keep] [--net A.B.C] [--sim DIR] "
-                "[--tools DIR]\n",
+                "[--tools DIR] [--firmware-service]\n",
                 kMaxSatellites);
         return 64;
     }
@@ -340,12 +346,20 @@ int main(int argc, char** argv) {
         }
         printf(" up in %.2f s (pid %d)\n", seconds_now() - started, (int)n.pid);
     }
+    local_firmware_service firmware;
     if (ok) {
         ok = print_table(nodes);
+        if (opts.firmware_service) {
+            std::vector<std::pair<std::string, std::string>> names;
+            for (const auto& n : nodes) names.emplace_back(n.name, n.serial);
+            ok = show_firmware(opts.sim, work + "/firmware-service", opts.net + ".200", nodes[0].address,
+                               nodes[0].root, names, &firmware) && ok;
+        }
         if (!opts.once) wait_for_stop(nodes, stop_signals);
     }
     printf("\nStopping the mesh\n");
     stop_daemons(nodes);
+    local_firmware_service_stop(&firmware);
     if (opts.keep) {
         printf("The roots stay in %s\n", work.c_str());
     } else {

@@ -111,4 +111,10 @@ const std::vector<plat_icmp_sent>& plat_test_icmp_sent() { return plat_hooks_sta
 
 const std::vector<std::string>& plat_test_resolved() { return plat_hooks_state().resolved; }
 
+void plat_test_set_http_timeouts(long transfer_ms, long connect_ms) {
+    auto& h = plat_hooks_state();
+    h.http_transfer_timeout_ms = transfer_ms;
+    h.http_connect_timeout_ms = connect_ms;
+}
+
 void plat_test_reset() { plat_hooks_state() = plat_hooks(); }

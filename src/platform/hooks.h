@@ -36,6 +36,8 @@ struct plat_hooks {
     plat_icmp_script icmp_script;
     std::vector<plat_icmp_sent> icmp_sent;
     std::vector<std::string> resolved;
+    long http_transfer_timeout_ms = 0;  // 0: as the core set it
+    long http_connect_timeout_ms = 0;
     bool alarm_held = false;           // alarms are kept here instead of armed
     unsigned alarm_seconds = 0;        // the held alarm's delay; 0: none armed
     void (*alarm_handler)(int) = nullptr;

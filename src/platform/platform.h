@@ -160,6 +160,21 @@ void plat_icmp_close(int sock);
 // "/etc/hosts" only (no lookup ever leaves the machine).
 bool plat_resolve_ipv4(const char* host, uint32_t* address);
 
+// ---- HTTPS ---------------------------------------------------------------
+
+typedef void CURL;  // a libcurl easy session (curl/curl.h declares it the same way)
+
+// Performs a libcurl easy session the core has prepared (URL, options, sinks)
+// and returns libcurl's result code. Router: curl_easy_perform as it stands,
+// the system resolver, libcurl's verbose text on stderr. Emulated: nothing
+// leaves the machine: the URL's host is looked up in the root's "/etc/hosts"
+// only (a name it lacks fails with CURLE_COULDNT_RESOLVE_HOST, nothing
+// sent), only loopback addresses (127.0.0.0/8) are connected
+// (CURLE_COULDNT_CONNECT otherwise), proxies of the environment are not
+// used, and a redirect to another host name is refused before any lookup.
+// With the log captured (tests), libcurl's verbose text is captured too.
+int plat_http_perform(CURL* session, const char* url);
+
 // ---- clock ---------------------------------------------------------------
 
 // Seconds and microseconds now (gettimeofday); driven by the fake clock in tests.

@@ -40,7 +40,8 @@ const std::vector<plat_command>& plat_test_commands();
 void plat_test_set_clock(long seconds, long microseconds);
 void plat_test_advance_clock(long long microseconds);  // 64-bit: an hour overflows a 32-bit long
 
-enum plat_log_channel { PLAT_LOG_STDERR, PLAT_LOG_SYSLOG, PLAT_LOG_PERROR, PLAT_LOG_PRINT };
+// PLAT_LOG_TRACE: one line of libcurl's verbose text ("* ", "> " or "< " and the line).
+enum plat_log_channel { PLAT_LOG_STDERR, PLAT_LOG_SYSLOG, PLAT_LOG_PERROR, PLAT_LOG_PRINT, PLAT_LOG_TRACE };
 
 struct plat_log_entry {
     plat_log_channel channel;
@@ -110,6 +111,9 @@ const std::vector<plat_icmp_sent>& plat_test_icmp_sent();
 // Every host name handed to plat_resolve_ipv4 since the last reset.
 const std::vector<std::string>& plat_test_resolved();
 
+// Shortens the time-outs of every HTTPS session performed from now (whole
+// transfer and connect, in milliseconds; 0 keeps the one the core set).
+void plat_test_set_http_timeouts(long transfer_ms, long connect_ms);
 // Holds the alarm signal in the test: plat_alarm then records its delay and
 // handler instead of arming the real alarm. plat_test_fire_alarm runs a held
 // alarm as if it went off: it advances the fake clock (when set) by the

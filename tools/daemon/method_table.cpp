@@ -85,10 +85,18 @@ const node_method kMethods[] = {
     {"ipv6.get", ipv6_get_method},
     {"ipv6.set", ipv6_set_method},
     {"ipv6.status", ipv6_status_method},
+    {"firmware.list", firmware_list_method},
     {"node.methods", node_methods_method},
     {"node.self", node_self_method},
     {"node.network", node_network_method},
     {"node.report", node_report_method},
+    {"mesh.table", mesh_table_method},
+    {"mesh.top", mesh_top_method},
+    {"mesh.rpc", mesh_rpc_method},
+    {"mesh.notify_all", mesh_notify_all_method},
+    {"mesh.node_map", mesh_node_map_method},
+    {"mesh.neighbors", mesh_neighbors_method},
+    {"mesh.candidates", mesh_candidates_method},
 };
 
 }  // namespace
