@@ -5,7 +5,7 @@
 #include "core/log.h"
 #include "core/server/service_json.h"
 #include "core/uci_ref.h"
-#include "core/uci_read.h"
+#include "core/uci_ref.h"
 #include "platform.h"
 #include "tools.h"
 
