@@ -62,13 +62,13 @@ VESPIN_API int mesh_node_map_to_json(const mesh_node_map *map, char *buffer);
 VESPIN_API mesh_node_meta *mesh_node_map_get_by_mac(mesh_node_map *map, const char *mac);
 /* The first entry whose ip_lan equals ip, or NULL. */
 VESPIN_API mesh_node_meta *mesh_node_map_get_by_ip(mesh_node_map *map, const char *ip);
-/* 0 when all five fields are equal, else 1. */
+/* 0 when all five fields are equal (or both are NULL), else 1. */
 VESPIN_API int mesh_node_meta_cmp(const mesh_node_meta *a, const mesh_node_meta *b);
-/* Copies a whole entry. */
+/* Copies a whole entry; NULL on either side copies nothing. */
 VESPIN_API void mesh_node_meta_copy(mesh_node_meta *destination, const mesh_node_meta *source);
 /* Stores an entry by its sn. *changed is set to 1 when the map changed (a new
- * entry, or one whose fields differ), else 0. Returns 0, or 12 when a new sn
- * does not fit. */
+ * entry, or one whose fields differ), else 0. Returns 0, 12 when a new sn
+ * does not fit, or 22 for a NULL argument. */
 VESPIN_API int mesh_node_map_put(mesh_node_map *map, const mesh_node_meta *meta, int *changed);
 
 /* ---- candidates --------------------------------------------------------- */
@@ -102,7 +102,10 @@ VESPIN_API json_object *mesh_candidate_to_json(const mesh_candidate *candidate);
  * "no interface open" when both radios are disabled (or the settings or the
  * node table cannot be read). When the module fails to load, "Fail to init
  * beacon" is logged, the module is stopped and 600001 returned, but the phase
- * starts all the same (deliberately: the flag and the ticks run their course). */
+ * starts all the same (deliberately: the flag and the ticks run their course).
+ * The tick runs in the signal handler, as the design has it: a daemon that
+ * starts a phase must let SIGALRM reach the thread that called this, and the
+ * phase's end (which unloads the module through a command) happens there. */
 VESPIN_API int mesh_candidate_add(const mesh_candidate *candidate);
 
 /* ---- the driver's peer list --------------------------------------------- */

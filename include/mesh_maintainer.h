@@ -27,8 +27,8 @@
  * changed under them, and so never act on a half-copied entry. Writers are
  * serialised by the same word. Records reached through the returned pointers
  * are read without the lock: a process that reads them while another writes
- * uses mesh_maintainer_snapshot. A writer that died mid-change is taken over
- * after about a second of waiting. The layout and sizes are unchanged.
+ * uses mesh_maintainer_snapshot. A writer that died mid-change (the word odd
+ * and still for two seconds) is taken over. The layout and sizes are unchanged.
  *
  * Node states: 0 none, 1 and 3 upgrading, 5 set here when a node in state 3
  * stays silent for 161 seconds or more, 6 offline (set on entries that fail

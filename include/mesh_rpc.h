@@ -36,9 +36,10 @@ extern "C" {
  * Departure: over nng each of the three tries for the reply waits up to one
  * second and takes the reply as soon as it arrives, instead of one
  * non-blocking poll followed by a one-second sleep; the tries, their log
- * lines ("Fail to receive data after %d retries, errcode: %d(%s)", then
- * "Fail to receive data after %d retries"), the code and the bound of about
- * three seconds stay. Over datagrams the call waits up to 3 x 4 seconds.
+ * lines ("Fail to receive data after %d retries, errcode: %d(%s)", with nng's
+ * "try again" error of a try that saw no reply, then "Fail to receive data
+ * after %d retries"), the code and the bound of about three seconds stay. A
+ * call that waits also gives its send three seconds at most. Over datagrams the call waits up to 3 x 4 seconds.
  * A datagram reply is read into a 2001-byte area and then cut to 1023 bytes,
  * so that the datagram layer never writes past the 1024-byte reply area. */
 VESPIN_API vespin_response *mesh_rpc(const char *sn, vespin_request *request, int oneway);

@@ -7,6 +7,7 @@
 #include "platform_testing.h"
 #include "test_root.h"
 
+#include <errno.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -210,6 +211,17 @@ TEST_F(MeshTable, ImageOfAnyOtherSizeIsDeletedAndTheTableStartsEmpty) {
     EXPECT_FALSE(root_.exists(MESH_TOPO_FILE));
     char buffer[16];
     EXPECT_EQ(nullptr, mesh_topo_state_reload(buffer));
+}
+
+TEST_F(MeshTable, ImageThatCannotBeWrittenFailsTheSaveButNotThePut) {
+    plat_test_fail_open(MESH_TOPO_FILE, ENOSPC);
+    EXPECT_EQ(600001, mesh_topo_state_save());
+    put(sn_of(1));  // the table takes it all the same
+    EXPECT_EQ(1, inst_->count);
+    EXPECT_FALSE(root_.exists(MESH_TOPO_FILE));
+    bool printed = false;
+    for (const auto& e : plat_test_log()) printed = printed || (e.channel == PLAT_LOG_PERROR && e.text.find(MESH_TOPO_FILE) == 0);
+    EXPECT_TRUE(printed);
 }
 
 TEST_F(MeshTable, BeaconFlagAndNeighbourMacs) {

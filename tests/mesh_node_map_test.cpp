@@ -50,6 +50,8 @@ TEST(MeshNodeMap, PutReportsChangesAndRefusesANewSnWhenFull) {
     mesh_node_meta c = meta("0224081231A1003", "192.168.5.4", "025600000301", "025600000302", 3);
     EXPECT_EQ(12, mesh_node_map_put(map, &c, &changed));
     EXPECT_EQ(0, changed);
+    EXPECT_EQ(22, mesh_node_map_put(map, nullptr, &changed));
+    EXPECT_EQ(22, mesh_node_map_put(nullptr, &c, &changed));
     EXPECT_EQ(2, map->count);
 
     EXPECT_EQ(&map->entries[1], mesh_node_map_get_by_mac(map, "025600000202"));

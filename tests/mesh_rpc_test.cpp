@@ -227,6 +227,9 @@ TEST_F(MeshRpc, TransportFailuresAre600406WithoutAMessage) {
     add_node("0224081231A1002", silent.port(), "1.2.0");
     r = call("0224081231A1002");
     EXPECT_EQ(600406, r->code);
+    for (int attempt = 1; attempt <= 3; attempt++)
+        EXPECT_TRUE(plat_test_logged("Fail to receive data after " + std::to_string(attempt) +
+                                     " retries, errcode: 8(Try again)"));
     EXPECT_TRUE(plat_test_logged("Fail to receive data after 3 retries"));
     EXPECT_EQ(1u, silent.requests().size());
 }

@@ -13,11 +13,13 @@
 
 #include <nng/nng.h>
 #include <nng/protocol/reqrep0/req.h>
-#include <poll.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -54,20 +56,58 @@ int call_by_datagram(const target& node, const std::string& text, char* reply) {
     return rv;
 }
 
-// Waits up to a second for the reply, then takes it without blocking: the
-// nng error of that take is what a failed try reports.
-int receive_try(nng_socket socket, int ready_fd, char* reply) {
-    if (ready_fd >= 0) {
-        struct pollfd ready = {ready_fd, POLLIN, 0};
-        poll(&ready, 1, kReplyWaitMs);
+// The reply's arrival, told by nng's callback to the caller's wait.
+class reply_wait {
+  public:
+    static void arrived(void* self) {
+        auto* wait = static_cast<reply_wait*>(self);
+        std::lock_guard<std::mutex> hold(wait->mutex_);
+        wait->done_ = true;
+        wait->signal_.notify_all();
     }
-    char* message = nullptr;
-    size_t size = 0;
-    int rv = nng_recv(socket, &message, &size, NNG_FLAG_ALLOC | NNG_FLAG_NONBLOCK);
-    if (rv != 0) return rv;
-    keep_reply(reply, message, size);
-    nng_free(message, size);
-    return 0;
+    // True once the receive has ended (with the reply or an error), waiting
+    // at most `ms` for it.
+    bool wait_for(int ms) {
+        std::unique_lock<std::mutex> hold(mutex_);
+        return signal_.wait_for(hold, std::chrono::milliseconds(ms), [this] { return done_; });
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable signal_;
+    bool done_ = false;
+};
+
+// Up to three tries of a second each for the reply, taken as soon as it
+// arrives. A try that ends without it logs nng's "try again" (what a
+// non-blocking take reports), or the receive's own error once it failed.
+int receive_reply(nng_socket socket, char* reply) {
+    reply_wait wait;
+    nng_aio* aio = nullptr;
+    int rv = nng_aio_alloc(&aio, reply_wait::arrived, &wait);
+    if (rv != 0) {
+        VLOG_ERROR("Fail to receive data after %d retries, errcode: %d(%s)", 1, rv, nng_strerror(rv));
+        return VESPIN_ERR_TRANSPORT;
+    }
+    nng_recv_aio(socket, aio);
+    for (int attempt = 1; attempt <= kTries; attempt++) {
+        bool ended = wait.wait_for(kReplyWaitMs);
+        rv = ended ? nng_aio_result(aio) : NNG_EAGAIN;
+        if (rv == 0) {
+            nng_msg* message = nng_aio_get_msg(aio);
+            keep_reply(reply, nng_msg_body(message), nng_msg_len(message));
+            nng_msg_free(message);
+            nng_aio_free(aio);
+            return 0;
+        }
+        VLOG_ERROR("Fail to receive data after %d retries, errcode: %d(%s)", attempt, rv, nng_strerror(rv));
+    }
+    VLOG_ERROR("Fail to receive data after %d retries", kTries);
+    nng_aio_cancel(aio);
+    nng_aio_wait(aio);
+    if (nng_aio_result(aio) == 0) nng_msg_free(nng_aio_get_msg(aio));  // came in as the wait ended
+    nng_aio_free(aio);
+    return VESPIN_ERR_TRANSPORT;
 }
 
 int call_by_nng(const target& node, const std::string& text, bool oneway, char* reply) {
@@ -105,19 +145,9 @@ int call_by_nng(const target& node, const std::string& text, bool oneway, char* 
     // One-way: no reply is awaited, and the socket is deliberately left
     // open so that closing it cannot discard the request still queued.
     if (oneway) return 0;
-    int ready_fd = -1;
-    if (nng_socket_get_int(socket, NNG_OPT_RECVFD, &ready_fd) != 0) ready_fd = -1;
-    for (int attempt = 1; attempt <= kTries; attempt++) {
-        rv = receive_try(socket, ready_fd, reply);
-        if (rv == 0) {
-            nng_close(socket);
-            return 0;
-        }
-        VLOG_ERROR("Fail to receive data after %d retries, errcode: %d(%s)", attempt, rv, nng_strerror(rv));
-    }
-    VLOG_ERROR("Fail to receive data after %d retries", kTries);
+    rv = receive_reply(socket, reply);
     nng_close(socket);
-    return VESPIN_ERR_TRANSPORT;
+    return rv;
 }
 
 // The target's address, port and version when sn names a valid entry.

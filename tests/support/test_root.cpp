@@ -1,5 +1,6 @@
 #include "test_root.h"
 
+#include "core/mesh_maintainer/table_segment.h"
 #include "platform.h"
 #include "platform_testing.h"
 
@@ -69,6 +70,9 @@ test_root::test_root(const std::string& extra_options) {
 }
 
 test_root::~test_root() {
+    // The root's node table segment outlives every process (as on a node
+    // until it restarts): drop this process's mapping and remove it.
+    mesh_table::forget_segment(true);
     plat_test_reset();
     if (previous_root_.empty()) unsetenv("VESPIN_ROOT");
     else setenv("VESPIN_ROOT", previous_root_.c_str(), 1);

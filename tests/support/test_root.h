@@ -4,7 +4,8 @@
 // process root of test_main.cpp). It also resets the platform's test hooks,
 // before and after. Commands that outlive their shell ("sysconf ... &") are
 // waited for, and killed after 2 seconds, before the root is removed: the
-// test process adopts them (it is a child subreaper).
+// test process adopts them (it is a child subreaper). The root's shared node
+// table, if a test mapped it, is removed with the root.
 #pragma once
 
 #include <string>

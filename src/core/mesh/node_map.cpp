@@ -129,6 +129,7 @@ mesh_node_meta* mesh_node_map_get_by_ip(mesh_node_map* map, const char* ip) {
 }
 
 int mesh_node_meta_cmp(const mesh_node_meta* a, const mesh_node_meta* b) {
+    if (!a || !b) return a == b ? 0 : 1;
     bool equal = same_text(a->sn, b->sn) && same_text(a->ip_lan, b->ip_lan) &&
                  same_text(a->mac_wlan0, b->mac_wlan0) && same_text(a->mac_wlan1, b->mac_wlan1) &&
                  a->mesh_port == b->mesh_port;
@@ -136,11 +137,12 @@ int mesh_node_meta_cmp(const mesh_node_meta* a, const mesh_node_meta* b) {
 }
 
 void mesh_node_meta_copy(mesh_node_meta* destination, const mesh_node_meta* source) {
-    if (destination != source) memmove(destination, source, sizeof *destination);
+    if (destination && source && destination != source) memmove(destination, source, sizeof *destination);
 }
 
 int mesh_node_map_put(mesh_node_map* map, const mesh_node_meta* meta, int* changed) {
-    *changed = 0;
+    if (changed) *changed = 0;
+    if (!map || !meta || !changed) return EINVAL;
     for (int i = 0; i < map->count; i++) {
         if (!same_text(map->entries[i].sn, meta->sn)) continue;
         if (mesh_node_meta_cmp(&map->entries[i], meta) == 0) return 0;
