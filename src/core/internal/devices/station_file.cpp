@@ -16,8 +16,9 @@ namespace {
 
 // The first awk picks the nine keys of each station in the order the driver
 // prints them (link_time as "sec min hr day"); the second joins every nine
-// output lines into one. A key missing from a station shifts every later
-// line, which is how the driver's tools have always read these files.
+// output lines into one. Deliberate: a key missing from a station, or a
+// value of -99 (not printed), shifts every later line, which is how the
+// driver's tools have always read these files.
 const char kStationCommand[] =
     "awk '{if ($0 ~ /^[[:blank:]]+(current_tx_rate):/) print $NF;if ($0~/^[[:blank:]]+(link_time):/) "
     "{if (NF==9) print $8,$6,$4,$2; if (NF==7) print $6,$4,$2,0; if (NF==5) print $4,$2,0,0;if (NF==3) "
