@@ -13,10 +13,14 @@ class ratio_reporter : public benchmark::ConsoleReporter {
     // cpu_time: keep processor time instead of wall time (on a shared machine
     // wall time also waits for other processes).
     explicit ratio_reporter(bool cpu_time = false) : cpu_time_(cpu_time) {}
-    std::map<std::string, double> seconds;
+    std::map<std::string, double> seconds;  // by the choice above
+    std::map<std::string, double> real_seconds, cpu_seconds;
     void ReportRuns(const std::vector<Run>& runs) override {
-        for (const Run& run : runs)
+        for (const Run& run : runs) {
+            real_seconds[run.benchmark_name()] = run.GetAdjustedRealTime();
+            cpu_seconds[run.benchmark_name()] = run.GetAdjustedCPUTime();
             seconds[run.benchmark_name()] = cpu_time_ ? run.GetAdjustedCPUTime() : run.GetAdjustedRealTime();
+        }
         ConsoleReporter::ReportRuns(runs);
     }
     // Time of a over time of b, or -1 when either is missing.

@@ -1,13 +1,6 @@
 # Cross build for the router: 32-bit MIPS, little-endian.
-#   cmake -DCMAKE_TOOLCHAIN_FILE=cmake/mipsel-linux-gnu.cmake -DVESPIN_TESTS=OFF -DVESPIN_BENCH=OFF ..
-set(CMAKE_SYSTEM_NAME Linux)
+#   VESPIN_SYSROOT=$(sh scripts/cross-sysroot.sh mipsel) cmake -DCMAKE_TOOLCHAIN_FILE=cmake/mipsel-linux-gnu.cmake ..
+# (scripts/cross-test.sh mipsel does all of it and runs the tests under qemu-user).
+set(VESPIN_TRIPLET mipsel-linux-gnu)
 set(CMAKE_SYSTEM_PROCESSOR mipsel)
-set(CMAKE_C_COMPILER mipsel-linux-gnu-gcc)
-set(CMAKE_CXX_COMPILER mipsel-linux-gnu-g++)
-if(DEFINED ENV{VESPIN_SYSROOT})
-  set(CMAKE_SYSROOT $ENV{VESPIN_SYSROOT})
-endif()
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+include(${CMAKE_CURRENT_LIST_DIR}/cross-linux-gnu.cmake)

@@ -1,40 +1,36 @@
-// A private emulated root for a fuzz target, made on first use and removed
-// at exit, so that what the library writes and logs stays inside it.
+// The emulated root every fuzz target runs in, so that no input reaches the
+// host (no syslog, no file outside the root, no real command), and the quiet,
+// fast settings of one run.
 #pragma once
 
-#include "platform.h"
-#include "platform_testing.h"
+#include <stddef.h>
+#include <stdint.h>
 
-#include <stdlib.h>
-#include <sys/stat.h>
-
-#include <filesystem>
 #include <string>
+#include <vector>
 
-inline const std::string& fuzz_root() {
-    static std::string root;
-    if (root.empty()) {
-        char pattern[] = "/tmp/vespin-fuzz-XXXXXX";
-        root = mkdtemp(pattern);
-        for (const char* dir : {"/flash", "/etc", "/etc/vespin", "/proc", "/proc/net", "/var", "/var/log"})
-            mkdir((root + dir).c_str(), 0755);
-        atexit([] { std::filesystem::remove_all(root); });
-        setenv("VESPIN_ROOT", root.c_str(), 1);
-        plat_reload_root();
-        plat_write_file_atomic("/etc/vespin/interfaces", "eth1 addr=10.0.0.2 netmask=255.255.255.0\n");
-    }
-    return root;
-}
+// Makes the root once per process (a fresh /dev/shm/vespin-fuzz-XXXXXX, or
+// /tmp/vespin-fuzz-XXXXXX without /dev/shm, holding the router's
+// directories), selects it with VESPIN_ROOT and returns its directory. It
+// is removed when the process exits, or by fuzz_root_remove.
+const std::string& fuzz_root();
+void fuzz_root_remove();
 
-// The root, with every command answered in-process with `output` (nothing
-// is run). The hook state is fresh each run: the command list and the
-// captured log would otherwise grow with every input.
-inline void fuzz_root_with_output(const std::string& output) {
-    fuzz_root();
-    plat_test_reset();
-    plat_test_capture_log();
-    plat_test_set_command_script([output](const plat_command&, plat_command_reply* reply) {
-        reply->output = output;
-        return true;
-    });
-}
+// Replaces the file at a router path inside the root.
+void fuzz_write(const char* router_path, const uint8_t* data, size_t size);
+
+// One run of a target: the log is captured (and dropped at the end), every
+// command is answered in-process with exit 0 and `command_output` as its
+// output, files are replaced without fsync, and the clock is a fake one (a
+// sleep only advances it). Everything is restored when the run ends.
+class fuzz_run {
+  public:
+    explicit fuzz_run(std::string command_output = "");
+    ~fuzz_run();
+    fuzz_run(const fuzz_run&) = delete;
+    fuzz_run& operator=(const fuzz_run&) = delete;
+};
+
+// Splits an input into at most `most` pieces at 0xff bytes (the last piece
+// keeps the rest, separators included).
+std::vector<std::string> fuzz_pieces(const uint8_t* data, size_t size, size_t most);

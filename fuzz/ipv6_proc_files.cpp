@@ -4,11 +4,12 @@
 // "/var/resolv_v6.conf".
 #include "config_ipv6.h"
 #include "fuzz_root.h"
+#include "platform.h"
 
 #include <string.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz_root_with_output("");
+    fuzz_run run("");
     std::string input((const char*)data, size);
     const char* files[] = {"/proc/net/if_inet6", "/proc/net/ipv6_route", "/var/resolv_v6.conf"};
     size_t start = 0;

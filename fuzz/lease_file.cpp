@@ -1,20 +1,29 @@
-// The DHCP server's lease file as rtk_get_dhcp_client_list walks it: 88-byte
-// records with host names.
+// The DHCP server's lease file (24-byte records) and its pid file: any bytes
+// give a list of entries with printable, terminated texts.
 #include "fuzz_root.h"
-#include "internal_devices.h"
+#include "tools.h"
 
-#include <sys/stat.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz_root_with_output("");
-    static bool made = [] {
-        mkdir((fuzz_root() + "/var/lib").c_str(), 0755);
-        return mkdir((fuzz_root() + "/var/lib/misc").c_str(), 0755) == 0;
-    }();
-    (void)made;
-    plat_write_file_atomic("/var/lib/misc/udhcpd.leases", std::string((const char*)data, size));
-    dhcp_client_info clients[DHCP_CLIENT_MAX];
-    int32_t count = 0;
-    rtk_get_dhcp_client_list(&count, clients);
+    fuzz_run run;  // the server's signal is answered in-process
+    // The first line, when the input has one, is the pid file.
+    const uint8_t* newline = (const uint8_t*)memchr(data, '\n', size);
+    size_t pid_size = newline ? (size_t)(newline - data) + 1 : 0;
+    fuzz_write("/var/run/udhcpd.pid", data, pid_size);
+    fuzz_write("/var/lib/misc/udhcpd.leases", data + pid_size, size - pid_size);
+    dhcp_lease_entry* list = nullptr;
+    int count = -1;
+    if (get_dhcp_client_list(&list, &count) != 0) return 0;
+    if (count < 0 || (size_t)count > (size - pid_size) / 24) abort();
+    for (int i = 0; i < count; i++) {
+        if (strnlen(list[i].ip, sizeof list[i].ip) == sizeof list[i].ip) abort();
+        if (strlen(list[i].mac) != 12 || list[i].expires == 0) abort();
+    }
+    free(list);
     return 0;
 }

@@ -1,6 +1,10 @@
 // The node map file, which the mesh agent writes and any process reads back:
 // whatever it holds, the map stays within its capacity and its texts bounded.
 #include "fuzz_root.h"
+
+#include <sys/stat.h>
+#include "platform.h"
+#include "platform_testing.h"
 #include "mesh.h"
 
 #include <stdint.h>

@@ -1,6 +1,7 @@
 // Network records from the gateway, read over the local Wi-Fi settings of a
 // private root and printed.
 #include "fuzz_root.h"
+#include "platform_testing.h"
 #include "mesh_node.h"
 
 #include <json-c/json.h>

@@ -1,5 +1,5 @@
 // Response texts from other nodes.
-#include "platform_testing.h"
+#include "fuzz_root.h"
 #include "response.h"
 
 #include <stdint.h>
@@ -7,13 +7,12 @@
 #include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    plat_test_capture_log();  // keeps the fuzzer's output readable
+    fuzz_run run;  // keeps the fuzzer's output readable
     std::string text((const char*)data, size);
     vespin_response* response = vespin_response_new_from_json(text.c_str());
     if (!vespin_is_error(response)) {
         json_object_put(vespin_response_to_json(response));
         vespin_response_free(response);
     }
-    plat_test_reset();
     return 0;
 }

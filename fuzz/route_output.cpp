@@ -7,7 +7,7 @@
 #include <string.h>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz_root_with_output(std::string((const char*)data, size));
+    fuzz_run run(std::string((const char*)data, size));
     char gateway[16];
     get_gateway(gateway);
     net_info info;

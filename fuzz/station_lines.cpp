@@ -4,7 +4,7 @@
 #include "internal_devices.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz_root_with_output(std::string((const char*)data, size));
+    fuzz_run run(std::string((const char*)data, size));
     lan_device_info records[LAN_DEVICE_MAX];
     get_wifi_device_mac_list("/proc/wlan0/sta_info", records);
     return 0;

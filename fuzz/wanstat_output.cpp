@@ -3,7 +3,7 @@
 #include "vespin_core.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    fuzz_root_with_output(std::string((const char*)data, size));
+    fuzz_run run(std::string((const char*)data, size));
     wan_status status;
     get_wan_status(&status);
     return 0;

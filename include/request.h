@@ -24,10 +24,13 @@ typedef struct vespin_request {
  * Returns -600000 as a pointer when memory runs out. */
 VESPIN_API vespin_request *vespin_request_new(const char *method, json_object *params);
 /* Parses a request text: -100209 when it is not JSON (or NULL), -100200 with
- * "Missing method" logged when "method" is absent or not a string. */
+ * "Missing method" logged when "method" is absent or not a string, -600000
+ * when the record cannot be allocated. json-c reports running out of memory
+ * while parsing as a failed parse, so that case reads as -100209. */
 VESPIN_API vespin_request *vespin_request_new_from_json(const char *text);
 /* New json-c object of the request (caller puts it); "params" shares the
- * record's object. NULL for a NULL or error-valued request. */
+ * record's object. NULL for a NULL or error-valued request, or when memory
+ * runs out. */
 VESPIN_API json_object *vespin_request_to_json(vespin_request *request);
 /* Drops the params reference and frees the record; NULL and error values are ignored. */
 VESPIN_API void vespin_request_free(vespin_request *request);

@@ -33,9 +33,11 @@ VESPIN_API vespin_response *vespin_response_new_with_post(int code, const char *
 /* Fills an existing record from a response text: 0, or 100209 for text that
  * is not JSON, not an object, or holds an "error" of the wrong shape. */
 VESPIN_API int vespin_response_load_json(vespin_response *response, const char *text);
-/* Parses a response text into a new record, or the negated code of the load. */
+/* Parses a response text into a new record, or the negated code of the load
+ * (-600000 when the record cannot be allocated). */
 VESPIN_API vespin_response *vespin_response_new_from_json(const char *text);
-/* New json-c object of the response (caller puts it); NULL for a NULL or error value. */
+/* New json-c object of the response (caller puts it); NULL for a NULL or
+ * error value, or when memory runs out. */
 VESPIN_API json_object *vespin_response_to_json(vespin_response *response);
 /* Drops the result reference and frees the record; NULL and error values are ignored. */
 VESPIN_API void vespin_response_free(vespin_response *response);

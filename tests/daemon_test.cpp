@@ -470,16 +470,21 @@ long resident_kib(pid_t pid) {
 }
 
 // True when the text is valid UTF-8, as the C library's converter reads it.
+// The converter to UCS-4LE is built into the C library (UTF-32 is a loadable
+// module that the big-endian root's C library lacks) but lets code points
+// past U+10FFFF through, so those are refused here.
 bool valid_utf8(const std::string& text) {
-    iconv_t converter = iconv_open("UTF-32LE", "UTF-8");
+    iconv_t converter = iconv_open("UCS-4LE", "UTF-8");
     if (converter == (iconv_t)-1) return false;
     std::string input = text;
-    std::vector<char> output(text.size() * 4 + 4);
+    std::vector<unsigned char> output(text.size() * 4 + 4);
     char* in = &input[0];
-    char* out = output.data();
+    char* out = (char*)output.data();
     size_t in_left = input.size(), out_left = output.size();
     bool ok = iconv(converter, &in, &in_left, &out, &out_left) != (size_t)-1 && in_left == 0;
     iconv_close(converter);
+    for (size_t at = 0; ok && at + 4 <= output.size() - out_left; at += 4)
+        ok = output[at + 3] == 0 && output[at + 2] <= 0x10;
     return ok;
 }
 

@@ -212,8 +212,9 @@ TEST(StaticLeases, EachSettingsFailureEndsInItsCodeAndTheTableIsRecovered) {
                     continue;
                 }
                 EXPECT_TRUE(rv == VESPIN_ERR_FAILURE || rv == VESPIN_ERR_INVALID_IP) << what << ": " << rv;
-                if (id == 65831 && !on_get && tried.command != STATIC_DHCP_ADD)
+                if (id == 65831 && !on_get && tried.command != STATIC_DHCP_ADD) {
                     EXPECT_GT(2u, after.size()) << what << ": the table is left short";
+                }
                 static_lease d = lease("d", "00000000000d", "192.168.1.113");
                 ASSERT_EQ(0, set_static_dhcp(STATIC_DHCP_ADD, &d)) << what;
                 EXPECT_EQ((std::vector<std::string>{"a:0:192.168.1.110", "b:1:192.168.1.111", "d:2:192.168.1.113"}),

@@ -312,8 +312,9 @@ TEST(PortForwarding, EachSettingsFailureEndsInItsCodeAndTheTableIsRecovered) {
                     continue;
                 }
                 EXPECT_EQ(VESPIN_ERR_FAILURE, rv) << what;
-                if (id == 65649 && !on_get && tried.command != PORT_FW_ADD)
+                if (id == 65649 && !on_get && tried.command != PORT_FW_ADD) {
                     EXPECT_GT(2u, after.size()) << what << ": the table is left short";
+                }
                 port_fw_entry d = rule("d", "192.168.1.8", 4000, 4000);
                 ASSERT_EQ(0, set_port_fw(PORT_FW_ADD, &d)) << what;
                 EXPECT_EQ((std::vector<std::string>{"a:0", "b:1", "d:2"}), stored_rules()) << what;

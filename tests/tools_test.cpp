@@ -401,6 +401,30 @@ TEST(DhcpClientList, SignalsTheServerAndListsLeasesWithAnExpiry) {
     EXPECT_EQ(1000, now.tv_usec);  // the 1 ms pause
 }
 
+// The lease record's address is in network order on every router; its expiry
+// is the DHCP server's own number, in the byte order of the router it runs on.
+TEST(DhcpClientList, LeaseRecordBytesOnEitherByteOrder) {
+    test_root root;
+    plat_test_set_clock(1000, 0);
+    answer_commands(0, 0);
+    const unsigned char record[24] = {0x02, 0x11, 0x22, 0x33, 0x44, 0x55, 0, 0, 0, 0, 0, 0,
+                                      0,    0,    0,    0,    0xc0, 0xa8, 0x01, 0x64,  // 192.168.1.100
+                                      0x00, 0x01, 0x51, 0x80};
+    root.write("/var/lib/misc/udhcpd.leases", std::string((const char*)record, sizeof record));
+    dhcp_lease_entry* list = nullptr;
+    int count = -1;
+    ASSERT_EQ(0, get_dhcp_client_list(&list, &count));
+    ASSERT_EQ(1, count);
+    EXPECT_STREQ("192.168.1.100", list[0].ip);
+    EXPECT_STREQ("021122334455", list[0].mac);
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    EXPECT_EQ(86400u, list[0].expires);
+#else
+    EXPECT_EQ(0x80510100u, list[0].expires);
+#endif
+    free(list);
+}
+
 TEST(DhcpClientList, SignalsTwoOrFiveWithoutAPidAndNothingForZero) {
     test_root root;
     plat_test_set_clock(1000, 0);

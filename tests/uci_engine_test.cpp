@@ -1,14 +1,14 @@
-// The UCI engine: reading and writing the file format, anonymous names,
-// lookups, delta files, commits that never lose a package, and the lock
-// between processes.
+// The UCI engine: lookups, what gets recorded in delta files, commits that
+// never lose a package or another process's change, and the lock between
+// processes.
 #include "test_root.h"
 #include "uci/context.h"
 #include "uci/delta.h"
 #include "uci/files.h"
-#include "uci/parser.h"
 #include "uci/writer.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -35,147 +35,6 @@ struct engine {
     }
 };
 
-// Parses a text as package "demo" and writes it back as a commit would.
-std::string round_trip(const std::string& text, int* err = nullptr, std::vector<parse_error>* errors = nullptr,
-                       bool strict = true) {
-    package p;
-    p.name = "demo";
-    std::vector<parse_error> ignored;
-    int e = parse_package(text, strict, &p, errors ? errors : &ignored);
-    if (err) *err = e;
-    return write_package(p, false, false);
-}
-
-TEST(UciFormat, ReadsEveryFormOfStatementAndWritesTheCanonicalForm) {
-    const std::string input =
-        "# a comment line\r\n"
-        "package demo\n"
-        "\n"
-        "config item\n"
-        "\toption name 'it'\\''s'   # trailing comment\n"
-        "\toption plain abc#rest\n"
-        "\tlist ports 80\n"
-        "\tlist ports \"8\\\"1\"\n"
-        "config 'item' named ; option a 1 ; option b 'x'\"y\"z\r\n"
-        "c t\n"
-        "\to text 'one\n"
-        "two\tthree'\n"
-        "  l single a;x ; o after 1\n"
-        "config item named\n"
-        "\toption b replaced\n"
-        "\toption empty ''\n"
-        "\toption missing\n"
-        "\toption a\n"
-        "\tlist opt_then_list first\n"
-        "\toption opt_then_list second\n"
-        "\toption list_then_opt one\n"
-        "\tlist list_then_opt two\n";
-    int err = -1;
-    EXPECT_EQ(
-        "\n"
-        "config item\n"
-        "\toption name 'it'\\''s'\n"
-        "\toption plain 'abc'\n"
-        "\tlist ports '80'\n"
-        "\tlist ports '8\"1'\n"
-        "\n"
-        "config item 'named'\n"
-        "\toption b 'replaced'\n"
-        "\toption opt_then_list 'second'\n"
-        "\tlist list_then_opt 'two'\n"
-        "\n"
-        "config t\n"
-        "\toption text 'one\ntwo\tthree'\n"
-        "\tlist single 'a;x'\n"
-        "\toption after '1'\n"
-        "\n",
-        round_trip(input, &err));
-    EXPECT_EQ(OK, err);
-}
-
-TEST(UciFormat, AnonymousSectionsAreNamedByCounterAndTypeHash) {
-    EXPECT_EQ("cfg019e34", anonymous_name(1, "item"));
-    EXPECT_EQ("cfg0192bd", anonymous_name(1, "rule"));
-    EXPECT_EQ("cfg01b619", anonymous_name(1, "t"));
-    package p;
-    p.name = "demo";
-    ASSERT_EQ(OK, parse_package("config item\nconfig item named\nconfig rule\nconfig t\n", true, &p, nullptr));
-    ASSERT_EQ(4u, p.sections.size());
-    EXPECT_EQ("cfg019e34", p.sections[0]->name);
-    EXPECT_EQ("named", p.sections[1]->name);
-    EXPECT_EQ("cfg0392bd", p.sections[2]->name);
-    EXPECT_EQ("cfg04b619", p.sections[3]->name);
-    EXPECT_TRUE(p.find("cfg0392bd"));
-    // A generated name steps past a section that already carries it.
-    package taken;
-    ASSERT_EQ(OK, parse_package("config item cfg029e34\nconfig item\n", true, &taken, nullptr));
-    EXPECT_EQ("cfg039e34", taken.sections[1]->name);
-    // Export names anonymous sections only when asked to.
-    package one;
-    one.name = "demo";
-    one.create("t", "");
-    EXPECT_EQ("package demo\n\nconfig t 'cfg01b619'\n\n", write_package(one, true, true));
-    EXPECT_EQ("package demo\n\nconfig t\n\n", write_package(one, true, false));
-}
-
-TEST(UciFormat, MalformedFilesGiveAParseErrorWithItsPlace) {
-    struct bad_case {
-        std::string text;
-        std::string reason;
-        int line;
-    } cases[] = {
-        {"config item\n\toption a 'open\n", "unterminated '", 2},
-        {"config item\n\toption a \"open\\\"\n", "unterminated \"", 2},
-        {"option a b\nconfig item\n", "option/list command found before the first section", 1},
-        {"config item\nbogus a b\n", "invalid command", 2},
-        {"config item\n\toption a b c\n", "too many arguments", 2},
-        {"config item bad-name\n", "invalid character in name field", 1},
-        {"config item\n\toption n\xff x\n", "invalid character in name field", 2},
-        {"config item\n\toption a 'x\0y'\n", "unterminated '", 2},
-        {std::string("config item\n\toption a x\0y\n", 25), "unterminated '", 2},
-        {"config item s\nconfig rule s\n", "section of different type overwrites prior section with same name", 2},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.text);
-        int err = 0;
-        std::vector<parse_error> errors;
-        round_trip(c.text, &err, &errors);
-        EXPECT_EQ(ERR_PARSE, err);
-        ASSERT_EQ(1u, errors.size());
-        EXPECT_EQ(c.reason, errors[0].reason);
-        EXPECT_EQ(c.line, errors[0].line);
-    }
-    // Lenient reading drops the broken line and keeps the rest.
-    int err = -1;
-    std::vector<parse_error> errors;
-    EXPECT_EQ("\nconfig item\n\toption b '2'\n\n",
-              round_trip("config item\n\toption a 'open\n\toption b 2\n", &err, &errors, false));
-    EXPECT_EQ(OK, err);
-    EXPECT_EQ(1u, errors.size());
-    // Bytes that are not text are kept as they are inside values.
-    EXPECT_EQ("\nconfig item\n\toption v '\xff\xfe\x01'\n\n", round_trip("config item\noption v '\xff\xfe\x01'\n"));
-}
-
-TEST(UciFormat, LargePackagesAndValuesParse) {
-    std::string text;
-    for (int i = 0; i < 10000; ++i) text += "config item s" + std::to_string(i) + "\n\toption v " + std::to_string(i) + "\n";
-    package p;
-    p.name = "big";
-    ASSERT_EQ(OK, parse_package(text, true, &p, nullptr));
-    ASSERT_EQ(10000u, p.sections.size());
-    EXPECT_EQ("9999", p.find("s9999")->find("v")->value);
-
-    std::string value(64 * 1024, 'v');
-    value[100] = '\'';
-    value[200] = '\n';
-    package big;
-    big.name = "big";
-    big.create("item", "one")->options.push_back(option{"v", false, value, {}});
-    package back;
-    ASSERT_EQ(OK, parse_package(write_package(big, false, false), true, &back, nullptr));
-    EXPECT_EQ(value, back.find("one")->find("v")->value);
-}
-
 TEST(UciLookup, ResolvesExtendedPaths) {
     engine e;
     e.write_package("net", "config item a\n\toption x 1\nconfig rule\nconfig item\n\toption x 3\n");
@@ -199,10 +58,15 @@ TEST(UciLookup, ResolvesExtendedPaths) {
     EXPECT_EQ(ERR_NOTFOUND, e.ctx.lookup("net.@item[2]", &r));
     EXPECT_EQ(ERR_NOTFOUND, e.ctx.lookup("net.@item[-3]", &r));
     EXPECT_EQ(ERR_NOTFOUND, e.ctx.lookup("nopkg.a", &r));
-    EXPECT_EQ(ERR_INVAL, e.ctx.lookup("net.@item[x]", &r));
-    EXPECT_EQ(ERR_INVAL, e.ctx.lookup("net.a-b", &r));
-    EXPECT_EQ(ERR_INVAL, e.ctx.lookup("net.a.b.c", &r));
-    EXPECT_EQ(ERR_INVAL, e.ctx.lookup("net=x", &r));
+    // Bad section names and indexes are bad arguments; bad option names,
+    // extra parts, empty parts at the ends and control bytes in a value are parse errors.
+    for (const char* path : {"net.@item[x]", "net.@item[]", "net.a-b", "net..x", "net.", "net=x"})
+        EXPECT_EQ(ERR_INVAL, e.ctx.lookup(path, &r)) << path;
+    for (const char* path : {"net.a.my-opt", "net.a.b.c", "net.a.", ".a", "=x", "net.a.x=a\001b", "net.a.x=\033[0m"})
+        EXPECT_EQ(ERR_PARSE, e.ctx.lookup(path, &r)) << path;
+    EXPECT_TRUE(e.ctx.parse_errors().empty()) << "a bad path has no place in a file";
+    ASSERT_EQ(OK, e.ctx.lookup("net.a.x=tab\tnewline\ncr\r;", &r));
+    EXPECT_EQ("tab\tnewline\ncr\r;", r.value);
     e.write_package("broken", "config item\n\toption a 'x\n");
     EXPECT_EQ(ERR_PARSE, e.ctx.lookup("broken.x", &r));
     e.ctx.set_strict(false);
@@ -273,16 +137,89 @@ TEST(UciDelta, ReadingSkipsMalformedLinesAndOtherPackages) {
         "other.a.x='1'\n"
         "net.a-b.x='1'\n"
         "garbage\n"
-        "-net.a.y='value not allowed'\n"
+        "-net.a.y='not an index'\n"
         "net.a.z=\"dq \\\"x\\\"\"\n"
         "|net.a='list needs an option'\n"
-        "-net.a.w\n",
+        "@net.a='bad-name'\n"
+        "-net.a.w\n"
+        "-net.a.l='2'\n",
         "net");
-    ASSERT_EQ(3u, changes.size());
+    ASSERT_EQ(4u, changes.size());
     EXPECT_EQ("bare", changes[0].value);
     EXPECT_EQ("dq \"x\"", changes[1].value);
     EXPECT_EQ(change_kind::remove, changes[2].kind);
     EXPECT_EQ("w", changes[2].option);
+    EXPECT_EQ("", changes[2].value);
+    EXPECT_EQ("2", changes[3].value);
+    EXPECT_EQ("-net.a.l='2'\n", format_change("net", changes[3]));
+}
+
+TEST(UciDelta, WhatGetsRecorded) {
+    engine e;
+    e.write_package("net",
+                    "config item a\n\toption x 1\n\tlist l p\n\tlist l q\n\tlist l p\n"
+                    "config item b\n\toption y v\nconfig t\nconfig rule c\nconfig x\n");
+    ref r;
+    auto run = [&](const std::string& path, int (context::*op)(ref&)) {
+        int err = e.ctx.lookup(path, &r);
+        return err ? err : (e.ctx.*op)(r);
+    };
+    EXPECT_EQ(OK, run("net.a.x=1", &context::set)) << "the current value: nothing recorded";
+    EXPECT_EQ(OK, run("net.a.x=", &context::set));
+    EXPECT_EQ(OK, run("net.a.nosuch=", &context::set)) << "nothing to delete: nothing recorded";
+    EXPECT_EQ(ERR_INVAL, run("net.nosuch.x=1", &context::set));
+    EXPECT_EQ(OK, run("net.a.l=absent", &context::del_list));
+    EXPECT_EQ(OK, run("net.a.l=p", &context::del_list));
+    EXPECT_EQ(OK, run("net.b.y=v", &context::del_list)) << "not a list: nothing recorded";
+    EXPECT_EQ(OK, run("net.a.l=1", &context::remove)) << "out of range: nothing recorded";
+    EXPECT_EQ(ERR_INVAL, run("net.a.l=x", &context::remove));
+    EXPECT_EQ(OK, run("net.a.l=0", &context::remove));
+    EXPECT_EQ(OK, run("net.b.y=0", &context::remove)) << "a single value goes whole";
+    EXPECT_EQ(OK, run("net.c=-3", &context::reorder));
+    EXPECT_EQ(OK, run("net.c=0", &context::reorder)) << "not moved: nothing recorded";
+    EXPECT_EQ(OK, run("net.a=99", &context::reorder));
+    EXPECT_EQ(OK, run("net.@t[0]=item", &context::set));
+    EXPECT_EQ(OK, run("net.@x[0]=y", &context::set));
+    ASSERT_EQ(OK, e.ctx.save(e.ctx.loaded("net")));
+    EXPECT_EQ(
+        "-net.a.x\n"
+        "~net.a.l='absent'\n"
+        "~net.a.l='p'\n"
+        "-net.a.l='0'\n"
+        "-net.b.y\n"
+        "^net.c='-3'\n"
+        "^net.a='99'\n"
+        "net.cfg03b619='item'\n"
+        "net.cfg05b61d='y'\n",
+        e.delta_file("net"));
+
+    // The emptied list stays, empty; it writes nothing. The anonymous
+    // section whose type changed length is named from now on.
+    ASSERT_EQ(OK, e.ctx.lookup("net.a.l", &r));
+    ASSERT_TRUE(r.o);
+    EXPECT_TRUE(r.o->is_list && r.o->items.empty());
+    context other(e.root.path("/etc/config"), e.root.path("/tmp/.uci"));
+    ASSERT_EQ(OK, other.lookup("net", &r));
+    ASSERT_EQ(OK, other.commit(r.p, false));
+    EXPECT_EQ(
+        "\nconfig rule 'c'\n"
+        "\nconfig item 'b'\n"
+        "\nconfig item 'cfg03b619'\n"
+        "\nconfig y\n"
+        "\nconfig item 'a'\n\n",
+        e.package_file("net"));
+}
+
+TEST(UciDelta, ASaveDirectoryIsMadeWithTheConfigurationDirectorysMode) {
+    engine e;
+    e.write_package("net", "config item a\n");
+    chmod(e.root.path("/etc/config").c_str(), 0750);
+    chmod(e.root.path("/etc/config/net").c_str(), 0640);
+    std::filesystem::remove_all(e.root.path("/tmp/.uci"));
+    ASSERT_EQ(OK, e.set("net.a.x=1"));
+    ASSERT_EQ(OK, e.ctx.save(e.ctx.loaded("net")));
+    EXPECT_EQ(0750u, file_mode(e.root.path("/tmp/.uci"), 0));
+    EXPECT_EQ(0640u, file_mode(e.root.path("/tmp/.uci/net"), 0));
 }
 
 TEST(UciCommit, RevertAndEmptyCommitLeaveFilesAsTheyWere) {
@@ -374,6 +311,57 @@ TEST(UciCommit, CommitsOfTwoProcessesAreSerialised) {
     ref r;
     ASSERT_EQ(OK, e.ctx.lookup("net.a", &r));
     EXPECT_EQ((size_t)kProcesses * kCommits, r.s->options.size()) << "no commit lost another's change";
+}
+
+// A commit writes what it loaded without reading again only while nothing
+// changed the package file or its delta files since.
+TEST(UciCommit, AChangeMadeSinceTheLoadIsNeverLost) {
+    engine e;
+    e.write_package("net", "config item a\n\toption v 1\n");
+    context other(e.root.path("/etc/config"), e.root.path("/tmp/.uci"));
+    ref mine, theirs;
+    auto set_in = [](context& c, const std::string& path, ref* r) {
+        return c.lookup(path, r) == OK && c.set(*r) == OK;
+    };
+
+    // Another context commits in between.
+    ASSERT_TRUE(set_in(e.ctx, "net.a.x=mine", &mine));
+    ASSERT_TRUE(set_in(other, "net.a.y=theirs", &theirs));
+    ASSERT_EQ(OK, other.commit(theirs.p, false));
+    ASSERT_EQ(OK, e.ctx.commit(mine.p, false));
+    EXPECT_EQ("\nconfig item 'a'\n\toption v '1'\n\toption y 'theirs'\n\toption x 'mine'\n\n", e.package_file("net"));
+
+    // Another context saves a change in the shared save directory in between.
+    other.unload("net");
+    ASSERT_TRUE(set_in(e.ctx, "net.a.x=mine2", &mine));
+    ASSERT_TRUE(set_in(other, "net.a.z=saved", &theirs));
+    ASSERT_EQ(OK, other.save(theirs.p));
+    ASSERT_EQ(OK, e.ctx.commit(mine.p, false));
+    EXPECT_EQ("\nconfig item 'a'\n\toption v '1'\n\toption y 'theirs'\n\toption x 'mine2'\n\toption z 'saved'\n\n",
+              e.package_file("net"));
+    EXPECT_EQ("", e.delta_file("net"));
+
+    // An edit in place that keeps the size and the modification time.
+    e.ctx.unload("net");
+    e.write_package("net", "config item a\n\toption v 1\n");
+    ASSERT_TRUE(set_in(e.ctx, "net.a.w=mine", &mine));
+    struct stat before;
+    ASSERT_EQ(0, stat(e.root.path("/etc/config/net").c_str(), &before));
+    usleep(10000);
+    e.write_package("net", "config item a\n\toption v 2\n");
+    struct timespec times[2] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(0, utimensat(AT_FDCWD, e.root.path("/etc/config/net").c_str(), times, 0));
+    ASSERT_EQ(OK, e.ctx.commit(mine.p, false));
+    EXPECT_EQ("\nconfig item 'a'\n\toption v '2'\n\toption w 'mine'\n\n", e.package_file("net"));
+
+    // Our own saves and commits need no reading again, and lose nothing either.
+    ASSERT_TRUE(set_in(e.ctx, "net.a.w=again", &mine));
+    ASSERT_EQ(OK, e.ctx.save(mine.p));
+    ASSERT_TRUE(set_in(e.ctx, "net.a.u=pending", &mine));
+    ASSERT_EQ(OK, e.ctx.commit(mine.p, false));
+    EXPECT_EQ("\nconfig item 'a'\n\toption v '2'\n\toption w 'again'\n\toption u 'pending'\n\n",
+              e.package_file("net"));
+    EXPECT_EQ("", e.delta_file("net"));
 }
 
 }  // namespace

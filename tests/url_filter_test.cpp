@@ -9,6 +9,7 @@
 #include "uci/files.h"
 
 #include <gtest/gtest.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -46,21 +47,21 @@ TEST(KnetMessage, RuleBytesAreFixed) {
     memset(message, 0xee, sizeof message);
     knet_message_build(2, mac, "example.com", message);
     unsigned char expected[KNET_MESSAGE_SIZE] = {0};
-    const unsigned char head[] = {
-        0x10, 0x01, 0, 0,  // length 272 (little-endian host)
-        0, 0, 0, 0,        // type 0, flags 0
-        0, 0, 0, 0,        // sequence 0
-        100, 0, 0, 0,      // port id 100
-        2, 0, 0, 0,        // operation
-        0xa0, 0xb1, 0xc2, 0xd3, 0xe4, 0xf5, 1};
-    memcpy(expected, head, sizeof head);
+    // Length 272, type and flags 0, sequence 0, port id 100, operation 2: all
+    // in the host's own byte order, as netlink takes them.
+    const uint32_t words[] = {272, 0, 0, 100, 2};
+    memcpy(expected, words, sizeof words);
+    const unsigned char rule[] = {0xa0, 0xb1, 0xc2, 0xd3, 0xe4, 0xf5, 1};
+    memcpy(expected + 20, rule, sizeof rule);
     memcpy(expected + 16 + 11, "example.com", 11);
     EXPECT_EQ(0, memcmp(expected, message, sizeof expected));
 
     // A host is cut at 63 characters, leaving its 65-byte field zero-terminated.
     std::string long_host(80, 'h');
     knet_message_build(3, mac, long_host.c_str(), message);
-    EXPECT_EQ(3, message[16]);
+    int32_t operation;
+    memcpy(&operation, message + 16, sizeof operation);
+    EXPECT_EQ(3, operation);
     EXPECT_EQ('h', message[16 + 11 + 62]);
     EXPECT_EQ(0, message[16 + 11 + 63]);
     EXPECT_EQ(0, message[16 + 11 + 64]);

@@ -348,7 +348,9 @@ TEST(ConfigWifi, EachFailedSettingGivesItsCode) {
         // Failures end with the closing message; an unreadable domain is no failure.
         EXPECT_EQ(f.id == 204 && f.on_get, trailing_blank_messages() == 0) << f.id;
         EXPECT_EQ(f.code == 0, ran("/bin/vespin_cron.sh restart") || f.id == 451) << f.id;
-        if (f.code != 0 && f.id != 22 && f.id != 2400) EXPECT_TRUE(plat_test_logged("Fail to set mib")) << f.id;
+        if (f.code != 0 && f.id != 22 && f.id != 2400) {
+            EXPECT_TRUE(plat_test_logged("Fail to set mib")) << f.id;
+        }
     }
 }
 

@@ -3,6 +3,7 @@
 // /tmp/.uci, are router paths (inside VESPIN_ROOT when it is set).
 #include "platform.h"
 #include "uci/context.h"
+#include "uci/parser.h"
 #include "uci/path.h"
 #include "uci/writer.h"
 
@@ -12,6 +13,7 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -28,55 +30,74 @@ struct options {
     bool show_names = false;       // -X: anonymous sections by their cfg names
     bool export_names = false;     // -n
     bool no_commit = false;        // -P: state values are never committed
+    bool merge = false;            // -m: import adds to a package as pending changes
     std::string delimiter = " ";
     std::string input;             // -f
 };
 
+// The usage text, as scripts and engineers know it.
 void usage() {
     fprintf(stderr,
             "Usage: %s [<options>] <command> [<arguments>]\n\n"
             "Commands:\n"
-            "\tget      <config>.<section>[.<option>]\n"
-            "\tset      <config>.<section>[.<option>]=<value>\n"
-            "\tdelete   <config>.<section>[.<option>]\n"
-            "\tadd      <config> <section-type>\n"
-            "\tadd_list <config>.<section>.<option>=<value>\n"
-            "\tdel_list <config>.<section>.<option>=<value>\n"
-            "\trename   <config>.<section>[.<option>]=<name>\n"
-            "\treorder  <config>.<section>=<position>\n"
-            "\tcommit   [<config>]\n"
-            "\trevert   <config>[.<section>[.<option>]]\n"
-            "\tchanges  [<config>]\n"
-            "\tshow     [<config>[.<section>[.<option>]]]\n"
-            "\texport   [<config>]\n"
-            "\timport   [<config>]\n\n"
+            "\tbatch\n"
+            "\texport     [<config>]\n"
+            "\timport     [<config>]\n"
+            "\tchanges    [<config>]\n"
+            "\tcommit     [<config>]\n"
+            "\tadd        <config> <section-type>\n"
+            "\tadd_list   <config>.<section>.<option>=<string>\n"
+            "\tdel_list   <config>.<section>.<option>=<string>\n"
+            "\tshow       [<config>[.<section>[.<option>]]]\n"
+            "\tget        <config>.<section>[.<option>]\n"
+            "\tset        <config>.<section>[.<option>]=<value>\n"
+            "\tdelete     <config>[.<section>[[.<option>][=<id>]]]\n"
+            "\trename     <config>.<section>[.<option>]=<name>\n"
+            "\trevert     <config>[.<section>[.<option>]]\n"
+            "\treorder    <config>.<section>=<position>\n"
+            "\n"
             "Options:\n"
-            "\t-c <path>  configuration directory (default /etc/config)\n"
-            "\t-t <path>  save directory of pending changes (default /tmp/.uci)\n"
-            "\t-p <path>  another directory of pending changes, read only\n"
-            "\t-P <path>  like -p, and the save directory; commit is then skipped\n"
-            "\t-d <str>   separator of list values in get\n"
-            "\t-f <file>  read import from <file> instead of standard input\n"
-            "\t-n / -N    name / do not name anonymous sections on export\n"
-            "\t-q         quiet: no error messages\n"
-            "\t-s / -S    strict (default) / lenient parsing\n"
-            "\t-X         show anonymous sections by their names\n",
+            "\t-c <path>  set the search path for config files (default: /etc/config)\n"
+            "\t-C <path>  set the search path for config override files (default: /var/run/uci)\n"
+            "\t-d <str>   set the delimiter for list values in uci show\n"
+            "\t-f <file>  use <file> as input instead of stdin\n"
+            "\t-m         when importing, merge data into an existing package\n"
+            "\t-n         name unnamed sections on export (default)\n"
+            "\t-N         don't name unnamed sections\n"
+            "\t-p <path>  add a search path for config change files\n"
+            "\t-P <path>  add a search path for config change files and use as default\n"
+            "\t-t <path>  set save path for config change files\n"
+            "\t-q         quiet mode (don't print error messages)\n"
+            "\t-s         force strict mode (stop on parser errors, default)\n"
+            "\t-S         disable strict mode\n"
+            "\t-X         do not use extended syntax on 'show'\n"
+            "\n",
             g_app);
 }
+
+// The exit status of an unknown command or a wrong number of arguments.
+const int kUsage = 255;
 
 class tool {
   public:
     tool(const options& opt, context& ctx) : opt_(opt), ctx_(ctx) {}
 
+    // Runs one command: its exit status (kUsage for an unknown command or a
+    // wrong number of arguments, the caller prints the usage).
     int run(const std::string& command, const std::vector<std::string>& args);
+    // Runs the commands of a text, one per line.
+    int batch(const std::string& text);
 
   private:
     int fail(int err);
+    int fail_plain(int err);
     void warn_skipped();
+    int split(const std::string& text, path_parts* parts);
     int lookup(const std::string& path, ref* r);
     int load(const std::string& name, package** p);
     int change(const std::vector<std::string>& args, int (context::*op)(ref&));
     int get(const std::vector<std::string>& args);
+    int set(const std::vector<std::string>& args);
     int remove(const std::vector<std::string>& args);
     int add(const std::vector<std::string>& args);
     int commit(const std::vector<std::string>& args);
@@ -85,9 +106,12 @@ class tool {
     int show(const std::vector<std::string>& args);
     int export_packages(const std::vector<std::string>& args);
     int import_packages(const std::vector<std::string>& args);
-    std::vector<std::string> packages_named(const std::vector<std::string>& args) const;
+    std::string read_input() const;
+    // The package the arguments name, or every package: OK or ERR_IO.
+    int packages_named(const std::vector<std::string>& args, std::vector<std::string>* names) const;
     void show_section(const package& p, const section& s, const std::string& shown_name) const;
     void show_option(const std::string& prefix, const vuci::option& o) const;
+    std::string join_list(const vuci::option& o, bool quote_all) const;
 
     const options& opt_;
     context& ctx_;
@@ -105,11 +129,22 @@ int tool::fail(int err) {
     return 1;
 }
 
+// An error without a place in a file ("uci: Parse error" for a bad path).
+int tool::fail_plain(int err) {
+    if (!opt_.quiet) fprintf(stderr, "%s: %s\n", g_app, error_text(err));
+    return 1;
+}
+
 // Lenient reading goes on past broken statements; each one is still reported.
 void tool::warn_skipped() {
     if (opt_.strict || opt_.quiet) return;
     for (const parse_error& e : ctx_.parse_errors())
         fprintf(stderr, "Parse error (%s) at line %d, byte %d\n", e.reason.c_str(), e.line, e.byte);
+}
+
+int tool::split(const std::string& text, path_parts* parts) {
+    int err = split_path(text, parts);
+    return err ? fail_plain(err) : 0;
 }
 
 int tool::lookup(const std::string& path, ref* r) {
@@ -129,7 +164,6 @@ int tool::load(const std::string& name, package** p) {
 }
 
 int tool::change(const std::vector<std::string>& args, int (context::*op)(ref&)) {
-    if (args.size() != 1) return fail(ERR_INVAL);
     ref r;
     int err = lookup(args[0], &r);
     if (!err) err = (ctx_.*op)(r);
@@ -137,75 +171,96 @@ int tool::change(const std::vector<std::string>& args, int (context::*op)(ref&))
     return err ? fail(err) : 0;
 }
 
+std::string tool::join_list(const vuci::option& o, bool quote_all) const {
+    std::string out;
+    for (size_t i = 0; i < o.items.size(); ++i) {
+        const std::string& item = o.items[i];
+        if (i) out += opt_.delimiter;
+        out += quote_all || item.find_first_of(" \t\r\n") != std::string::npos ? quote_value(item) : item;
+    }
+    return out;
+}
+
 int tool::get(const std::vector<std::string>& args) {
-    if (args.size() != 1) return fail(ERR_INVAL);
+    path_parts parts;
+    if (split(args[0], &parts)) return 1;
+    if (parts.has_value) return 1;  // a value has no place here: nothing printed
     ref r;
     int err = lookup(args[0], &r);
     if (err) return fail(err);
     if (!r.complete) return fail(ERR_NOTFOUND);
-    if (r.last == element::package) return fail(ERR_INVAL);
-    std::string out;
-    if (r.last == element::section) {
-        out = r.s->type;
-    } else if (!r.o->is_list) {
-        out = r.o->value;
-    } else {
-        for (size_t i = 0; i < r.o->items.size(); ++i) {
-            const std::string& item = r.o->items[i];
-            if (i) out += opt_.delimiter;
-            out += item.find_first_of(" \t\r\n") == std::string::npos ? item : quote_value(item);
-        }
-    }
-    printf("%s\n", out.c_str());
+    if (r.last == element::package) return 0;
+    if (r.last == element::section) printf("%s\n", r.s->type.c_str());
+    else printf("%s\n", r.o->is_list ? join_list(*r.o, false).c_str() : r.o->value.c_str());
     return 0;
 }
 
-int tool::remove(const std::vector<std::string>& args) {
-    if (args.size() != 1) return fail(ERR_INVAL);
+int tool::set(const std::vector<std::string>& args) {
     ref r;
     int err = lookup(args[0], &r);
-    if (err) return fail(err);
-    // "pkg.sec.list=item" deletes one item of a list.
-    err = r.has_value && r.o && r.o->is_list ? ctx_.del_list(r) : ctx_.remove(r);
+    // A set needs its section: an index out of range is a bad argument.
+    if (err == ERR_NOTFOUND && r.p) err = ERR_INVAL;
+    if (!err) err = ctx_.set(r);
     if (!err) err = ctx_.save(r.p);
     return err ? fail(err) : 0;
 }
 
+int tool::remove(const std::vector<std::string>& args) {
+    ref r;
+    int err = lookup(args[0], &r);
+    if (err) return fail(err);
+    long index;
+    // "=N" is a list item's index: anything but a number fails without a message.
+    if (r.has_value && !r.value.empty() && !parse_integer(r.value, &index)) return 1;
+    err = ctx_.remove(r);
+    if (!err) err = ctx_.save(r.p);
+    return err ? fail(err) : 0;
+}
+
+// add exits with the error's number ("Entry not found" is 3); a bad type,
+// which we refuse on purpose, exits 1.
 int tool::add(const std::vector<std::string>& args) {
-    if (args.size() != 2) return fail(ERR_INVAL);
     package* p = nullptr;
     std::string name;
     int err = load(args[0], &p);
-    if (!err) err = ctx_.add_section(p, args[1], &name);
+    if (err) {
+        fail(err);
+        return err;
+    }
+    err = ctx_.add_section(p, args[1], &name);
     if (!err) err = ctx_.save(p);
     if (err) return fail(err);
     printf("%s\n", name.c_str());
     return 0;
 }
 
-std::vector<std::string> tool::packages_named(const std::vector<std::string>& args) const {
-    return args.empty() ? ctx_.list_packages() : std::vector<std::string>{args[0]};
+int tool::packages_named(const std::vector<std::string>& args, std::vector<std::string>* names) const {
+    if (args.empty()) return ctx_.list_packages(names);
+    *names = {args[0]};
+    return OK;
 }
 
+// Without a package, every package is committed; a broken one is reported and skipped.
 int tool::commit(const std::vector<std::string>& args) {
     if (opt_.no_commit) return 0;
     int status = 0;
-    for (const std::string& name : packages_named(args)) {
+    std::vector<std::string> names;
+    if (int err = packages_named(args, &names)) return fail(err);
+    for (const std::string& name : names) {
         package* p = nullptr;
         int err = load(name, &p);
         if (!err) err = ctx_.commit(p, false);
         if (err) status = fail(err);
     }
-    return status;
+    return args.empty() ? 0 : status;
 }
 
 int tool::revert(const std::vector<std::string>& args) {
-    if (args.size() != 1) return fail(ERR_INVAL);
     path_parts parts;
-    int err = split_path(args[0], &parts);
-    if (err) return fail(err);
+    if (split(args[0], &parts)) return 1;
+    if (parts.has_value) return 1;
     package* p = nullptr;
-    err = load(parts.package, &p);
+    int err = load(parts.package, &p);
     if (err) return fail(err);
     // A missing section or option has nothing to revert, which is fine.
     ref r;
@@ -214,37 +269,33 @@ int tool::revert(const std::vector<std::string>& args) {
     return err ? fail(err) : 0;
 }
 
+// Each saved change as a set would print it; deletes and list changes marked.
 int tool::changes(const std::vector<std::string>& args) {
-    for (const std::string& name : packages_named(args)) {
+    std::vector<std::string> names;
+    if (int err = packages_named(args, &names)) return fail(err);
+    int status = 0;
+    for (const std::string& name : names) {
+        package* p = nullptr;
+        int err = load(name, &p);
+        if (err) {
+            status = fail(err);
+            continue;
+        }
         for (const vuci::change& c : ctx_.saved_changes(name)) {
-            const char* prefix = "";
-            const char* op = "";
-            switch (c.kind) {
-            case change_kind::remove: prefix = "-"; break;
-            case change_kind::rename: prefix = "@"; break;
-            case change_kind::add: prefix = "+"; break;
-            case change_kind::reorder: prefix = "^"; break;
-            case change_kind::list_add: op = "+"; break;
-            case change_kind::list_del: op = "-"; break;
-            case change_kind::set: break;
-            }
-            std::string line = prefix + name + "." + c.section;
+            std::string line = (c.kind == change_kind::remove ? "-" : "") + name + "." + c.section;
             if (!c.option.empty()) line += "." + c.option;
-            if (c.kind != change_kind::remove) line += op + std::string("=") + quote_value(c.value);
+            if (c.kind == change_kind::list_add) line += "+";
+            if (c.kind == change_kind::list_del) line += "-";
+            if (c.kind != change_kind::remove) line += "=" + quote_value(c.value);
             printf("%s\n", line.c_str());
         }
     }
-    return 0;
+    return args.empty() ? 0 : status;
 }
 
 void tool::show_option(const std::string& prefix, const vuci::option& o) const {
-    std::string line = prefix + "." + o.name + "=";
-    if (!o.is_list) {
-        line += quote_value(o.value);
-    } else {
-        for (size_t i = 0; i < o.items.size(); ++i) line += (i ? " " : "") + quote_value(o.items[i]);
-    }
-    printf("%s\n", line.c_str());
+    std::string value = o.is_list ? join_list(o, true) : quote_value(o.value);
+    printf("%s.%s=%s\n", prefix.c_str(), o.name.c_str(), value.c_str());
 }
 
 void tool::show_section(const package& p, const section& s, const std::string& shown_name) const {
@@ -254,10 +305,12 @@ void tool::show_section(const package& p, const section& s, const std::string& s
 }
 
 int tool::show(const std::vector<std::string>& args) {
-    if (args.size() > 1) return fail(ERR_INVAL);
     std::vector<std::string> names;
-    ref r;
     if (!args.empty()) {
+        path_parts parts;
+        if (split(args[0], &parts)) return 1;
+        if (parts.has_value) return 1;
+        ref r;
         int err = lookup(args[0], &r);
         if (err) return fail(err);
         if (!r.complete) return fail(ERR_NOTFOUND);
@@ -270,8 +323,8 @@ int tool::show(const std::vector<std::string>& args) {
             return 0;
         }
         names.push_back(r.package_name);
-    } else {
-        names = ctx_.list_packages();
+    } else if (int err = ctx_.list_packages(&names)) {
+        return fail(err);
     }
     for (const std::string& name : names) {
         package* p = nullptr;
@@ -292,7 +345,9 @@ int tool::show(const std::vector<std::string>& args) {
 
 int tool::export_packages(const std::vector<std::string>& args) {
     int status = 0;
-    for (const std::string& name : packages_named(args)) {
+    std::vector<std::string> names;
+    if (int err = packages_named(args, &names)) return fail(err);
+    for (const std::string& name : names) {
         package* p = nullptr;
         int err = load(name, &p);
         if (err) {
@@ -304,15 +359,30 @@ int tool::export_packages(const std::vector<std::string>& args) {
     return status;
 }
 
-int tool::import_packages(const std::vector<std::string>& args) {
-    if (args.size() > 1) return fail(ERR_INVAL);
+std::string read_all(FILE* in) {
     std::string text;
-    FILE* in = opt_.input.empty() ? stdin : fopen(opt_.input.c_str(), "rb");
-    if (!in) return fail(ERR_IO);
     char chunk[16384];
     size_t n;
     while ((n = fread(chunk, 1, sizeof chunk, in)) > 0) text.append(chunk, n);
-    if (in != stdin) fclose(in);
+    return text;
+}
+
+// Standard input, or the file given with -f.
+std::string tool::read_input() const {
+    if (opt_.input.empty()) return read_all(stdin);
+    FILE* in = fopen(opt_.input.c_str(), "rb");
+    if (!in) return "";
+    std::string text = read_all(in);
+    fclose(in);
+    return text;
+}
+
+// Replaces packages with the input's, or with -m adds the input to a
+// package as pending changes.
+int tool::import_packages(const std::vector<std::string>& args) {
+    if (opt_.merge && args.empty()) return kUsage;
+    if (!opt_.input.empty() && access(opt_.input.c_str(), R_OK) != 0) return fail(ERR_IO);
+    std::string text = read_input();
     std::vector<std::unique_ptr<package>> imported;
     std::vector<parse_error> errors;
     int err = parse_packages(text, args.empty() ? "" : args[0], opt_.strict, &imported, &errors);
@@ -325,30 +395,79 @@ int tool::import_packages(const std::vector<std::string>& args) {
     int status = 0;
     for (auto& p : imported) {
         if (!args.empty() && p->name != args[0]) continue;
-        err = ctx_.commit(p.get(), true);
+        if (opt_.merge) {
+            package* into = nullptr;
+            err = load(p->name, &into);
+            if (!err) err = ctx_.merge(into, *p);
+            if (!err) err = ctx_.save(into);
+        } else {
+            err = ctx_.commit(p.get(), true);
+        }
         if (err) status = fail(err);
     }
     return status;
 }
 
+// Each line is a command with its arguments, split into words as in a
+// package file. Errors are printed and the next line runs; "exit" stops.
+// Standard input is the batch itself, so "import" (which would replace a
+// package with what it finds there) and a nested "batch" are unknown here.
+int tool::batch(const std::string& text) {
+    statement_scanner scan(text);
+    while (scan.next_statement()) {
+        std::vector<std::string> words;
+        std::string word;
+        parse_error error;
+        bool ok = true;
+        while (ok && scan.more_words()) {
+            ok = scan.read_word(&word, &error);
+            if (ok) words.push_back(word);
+        }
+        if (!ok) {
+            if (!opt_.quiet)
+                fprintf(stderr, "%s: Parse error (%s) at line %d, byte %d\n", g_app, error.reason.c_str(), error.line,
+                        error.byte);
+            continue;
+        }
+        if (words.empty()) continue;
+        if (!strcasecmp(words[0].c_str(), "exit")) break;
+        std::vector<std::string> args(words.begin() + 1, words.end());
+        bool refused = !strcasecmp(words[0].c_str(), "batch") || !strcasecmp(words[0].c_str(), "import");
+        if (refused || run(words[0], args) == kUsage) {
+            if (!opt_.quiet) fprintf(stderr, "Unknown command\n");
+        }
+        fflush(stdout);
+    }
+    return 0;
+}
+
 int tool::run(const std::string& command, const std::vector<std::string>& args) {
-    const char* c = command.c_str();
-    if (!strcasecmp(c, "get")) return get(args);
-    if (!strcasecmp(c, "set")) return change(args, &context::set);
-    if (!strcasecmp(c, "delete")) return remove(args);
-    if (!strcasecmp(c, "add")) return add(args);
-    if (!strcasecmp(c, "add_list")) return change(args, &context::add_list);
-    if (!strcasecmp(c, "del_list")) return change(args, &context::del_list);
-    if (!strcasecmp(c, "rename")) return change(args, &context::rename);
-    if (!strcasecmp(c, "reorder")) return change(args, &context::reorder);
-    if (!strcasecmp(c, "commit")) return commit(args);
-    if (!strcasecmp(c, "revert")) return revert(args);
-    if (!strcasecmp(c, "changes")) return changes(args);
-    if (!strcasecmp(c, "show")) return show(args);
-    if (!strcasecmp(c, "export")) return export_packages(args);
-    if (!strcasecmp(c, "import")) return import_packages(args);
-    usage();
-    return 255;
+    const struct {
+        const char* name;
+        size_t min_args, max_args;
+        std::function<int(tool*, const std::vector<std::string>&)> handler;
+    } commands[] = {
+        {"get", 1, 1, &tool::get},
+        {"set", 1, 1, &tool::set},
+        {"delete", 1, 1, &tool::remove},
+        {"add", 2, 2, &tool::add},
+        {"add_list", 1, 1, [](tool* t, const std::vector<std::string>& a) { return t->change(a, &context::add_list); }},
+        {"del_list", 1, 1, [](tool* t, const std::vector<std::string>& a) { return t->change(a, &context::del_list); }},
+        {"rename", 1, 1, [](tool* t, const std::vector<std::string>& a) { return t->change(a, &context::rename); }},
+        {"reorder", 1, 1, [](tool* t, const std::vector<std::string>& a) { return t->change(a, &context::reorder); }},
+        {"commit", 0, 1, &tool::commit},
+        {"revert", 1, 1, &tool::revert},
+        {"changes", 0, 1, &tool::changes},
+        {"show", 0, 1, &tool::show},
+        {"export", 0, 1, &tool::export_packages},
+        {"import", 0, 1, &tool::import_packages},
+    };
+    for (const auto& c : commands) {
+        if (strcasecmp(command.c_str(), c.name) != 0) continue;
+        if (args.size() < c.min_args || args.size() > c.max_args) return kUsage;
+        return c.handler(this, args);
+    }
+    return kUsage;
 }
 
 }  // namespace
@@ -362,12 +481,13 @@ int main(int argc, char** argv) {
     context ctx(plat_path("/etc/config"), plat_path("/tmp/.uci"));
     int c;
     opterr = 0;
-    while ((c = getopt(argc, argv, "c:d:f:mnNp:P:qsSt:X")) != -1) {
+    while ((c = getopt(argc, argv, ":c:C:d:f:mnNp:P:qsSt:X")) != -1) {
         switch (c) {
         case 'c': ctx.set_config_dir(plat_path(optarg)); break;
+        case 'C': break;  // no override files on this router
         case 'd': opt.delimiter = optarg; break;
         case 'f': opt.input = optarg; break;
-        case 'm': break;  // import always replaces the package
+        case 'm': opt.merge = true; break;
         case 'n': opt.export_names = true; break;
         case 'N': opt.export_names = false; break;
         case 'p': ctx.add_delta_dir(plat_path(optarg)); break;
@@ -382,15 +502,26 @@ int main(int argc, char** argv) {
         case 't': ctx.set_save_dir(plat_path(optarg)); break;
         case 'X': opt.show_names = true; break;
         default:
+            // A bad flag is reported, with the usage, and exits 0.
+            if (c == ':') fprintf(stderr, "%s: option requires an argument -- '%c'\n", g_app, optopt);
+            else fprintf(stderr, "%s: invalid option -- '%c'\n", g_app, optopt);
             usage();
             return 0;
         }
     }
-    if (optind >= argc) {
+    if (optind >= argc || !strcasecmp(argv[optind], "help")) {
         usage();
         return 0;
     }
     ctx.set_strict(opt.strict);
+    tool t(opt, ctx);
     std::vector<std::string> args(argv + optind + 1, argv + argc);
-    return tool(opt, ctx).run(argv[optind], args);
+    int status;
+    if (!strcasecmp(argv[optind], "batch") && args.empty()) {
+        status = t.batch(read_all(stdin));
+    } else {
+        status = t.run(argv[optind], args);
+    }
+    if (status == kUsage) usage();
+    return status;
 }

@@ -15,7 +15,7 @@
 //
 //   vespin-mesh [--satellites N | --nodes N] [--topology chain|star] [--old-node]
 //               [--report-period S] [--measure] [--once] [--keep] [--net A.B.C]
-//               [--sim DIR] [--tools DIR]
+//               [--sim DIR] [--tools DIR] [--firmware-service]
 //
 // --nodes: the whole mesh, gateway included (at most 50); --topology: who
 // hears whom (a chain by default, or a star around the gateway);
@@ -29,8 +29,11 @@
 // node i gets A.B.C.<i+1>), so that two meshes can run side by side; --sim:
 // the directory holding mkroot.sh (default "sim"); --tools: the directory
 // holding vespind (default: this program's own); --keep: leave the roots
-// (under /tmp/vespin-mesh-*) in place for inspection.
+// (under /tmp/vespin-mesh-*) in place for inspection; --firmware-service:
+// start the local HTTPS firmware service (A.B.C.200), make the gateway use
+// it, and print the firmware it offers for each node ("firmware.list").
 #include "emulated_drivers.h"
+#include "firmware_report.h"
 #include "node_client.h"
 #include "platform/platform.h"
 #include "response.h"
@@ -76,7 +79,7 @@ struct node {
 
 struct options {
     int satellites = 2;
-    bool once = false, keep = false, old_node = false, measure = false;
+    bool once = false, keep = false, old_node = false, measure = false, firmware_service = false;
     int report_period = 5;
     mesh_topology topology = mesh_topology::chain;
     std::string net = "127.0.0", sim = "sim", tools;
@@ -106,6 +109,8 @@ bool parse_options(int argc, char** argv, options* out) {
             out->old_node = true;
         } else if (option == "--measure") {
             out->measure = true;
+        } else if (option == "--firmware-service") {
+            out->firmware_service = true;
         } else if (option == "--satellites" && has_value) {
             out->satellites = atoi(argv[++i]);
             if (out->satellites < 0 || out->satellites > kMaxNodes - 1) return false;
@@ -549,7 +554,7 @@ int main(int argc, char** argv) {
         fprintf(stderr,
                 "usage: vespin-mesh [--satellites N (0..%d) | --nodes N (1..%d)] [--topology chain|star] "
                 "[--old-node] [--report-period S] [--measure] [--once] [--keep] [--net A.B.C] [--sim DIR] "
-                "[--tools DIR]\n",
+                "[--tools DIR] [--firmware-service]\n",
                 kMaxNodes - 1, kMaxNodes);
         return 64;
     }
@@ -608,6 +613,7 @@ int main(int argc, char** argv) {
         ok = false;
     }
     double satellites_started = 0, gateway_cpu = 0;
+    local_firmware_service firmware;
     if (ok) ok = start_mesh(nodes, opts, stop_signals, &satellites_started, &gateway_cpu);
     if (ok && opts.measure) {
         ok = measure(nodes, opts, satellites_started, gateway_cpu, stop_signals);
@@ -622,10 +628,18 @@ int main(int argc, char** argv) {
         ok = seconds >= 0 && print_table(nodes);
         print_topology(nodes[0]);
         if (nodes.size() > 1) ok = call_by_serial(nodes) && ok;
+        if (opts.firmware_service) {
+            std::vector<std::pair<std::string, std::string>> names;
+            for (const auto& n : nodes) names.emplace_back(n.name, n.serial);
+            ok = show_firmware(opts.sim, work + "/firmware-service", opts.net + ".200", nodes[0].address,
+                               nodes[0].root, names, &firmware) &&
+                 ok;
+        }
         if (!opts.once) wait_for_stop(nodes, opts, stop_signals);
     }
     printf("\nStopping the mesh\n");
     stop_daemons(nodes);
+    local_firmware_service_stop(&firmware);
     if (opts.keep) {
         printf("The roots stay in %s\n", work.c_str());
     } else {

@@ -4,6 +4,8 @@
 // (a fresh leaf is 1), and a missing child counts 0 in the balance factor.
 #include "avl.h"
 
+#include "platform.h"
+
 #include <stdlib.h>
 
 namespace {
@@ -51,7 +53,7 @@ void rebalance(avl_node** link) {
 void* insert_at(avl_tree* tree, avl_node** link, void* key, void* value) {
     avl_node* node = *link;
     if (!node) {
-        node = (avl_node*)calloc(1, sizeof(avl_node));
+        node = (avl_node*)plat_calloc(1, sizeof(avl_node));
         if (!node) return nullptr;
         node->height = 1;
         node->key = key;

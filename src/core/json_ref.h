@@ -12,6 +12,16 @@ struct json_put {
 
 using json_ref = std::unique_ptr<json_object, json_put>;
 
+// Passes a json-c object the library has just built through the allocation
+// seam: NULL stays NULL (json-c ran out of memory), and when the test
+// countdown says this allocation fails the object is dropped and NULL
+// returned, so that every check of a json-c constructor can be reached.
+json_object* json_made(json_object* fresh);
+
+// Adds value under key, the object taking over the value's reference: true,
+// or false with the value dropped when it is NULL or cannot be added.
+bool json_add(json_object* object, const char* key, json_object* value);
+
 // Adds a member under a key that is a string literal, new in the object:
 // json-c neither copies nor looks the key up. The object takes the value's
 // reference.

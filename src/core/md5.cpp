@@ -2,7 +2,8 @@
 // 32-bit words, little-endian throughout.
 #include "md5.h"
 
-#include <math.h>
+#include "platform.h"
+
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -16,23 +17,32 @@ namespace {
 
 constexpr size_t block_size = 64;
 
-// The additive constants: the integer part of 2^32 x |sin(i + 1)|.
-const uint32_t* sine_table() {
-    static const struct table {
-        uint32_t value[64];
-        table() {
-            for (int i = 0; i < 64; ++i) value[i] = (uint32_t)(fabs(sin((double)(i + 1))) * 4294967296.0);
-        }
-    } constants;
-    return constants.value;
-}
+// The additive constants: the integer part of 2^32 x |sin(i + 1)|, written
+// out so that the library needs no floating point and no libm.
+const uint32_t sine_table[64] = {
+    0xd76aa478, 0xe8c7b756, 0x242070db, 0xc1bdceee,
+    0xf57c0faf, 0x4787c62a, 0xa8304613, 0xfd469501,
+    0x698098d8, 0x8b44f7af, 0xffff5bb1, 0x895cd7be,
+    0x6b901122, 0xfd987193, 0xa679438e, 0x49b40821,
+    0xf61e2562, 0xc040b340, 0x265e5a51, 0xe9b6c7aa,
+    0xd62f105d, 0x02441453, 0xd8a1e681, 0xe7d3fbc8,
+    0x21e1cde6, 0xc33707d6, 0xf4d50d87, 0x455a14ed,
+    0xa9e3e905, 0xfcefa3f8, 0x676f02d9, 0x8d2a4c8a,
+    0xfffa3942, 0x8771f681, 0x6d9d6122, 0xfde5380c,
+    0xa4beea44, 0x4bdecfa9, 0xf6bb4b60, 0xbebfbc70,
+    0x289b7ec6, 0xeaa127fa, 0xd4ef3085, 0x04881d05,
+    0xd9d4d039, 0xe6db99e5, 0x1fa27cf8, 0xc4ac5665,
+    0xf4292244, 0x432aff97, 0xab9423a7, 0xfc93a039,
+    0x655b59c3, 0x8f0ccc92, 0xffeff47d, 0x85845dd1,
+    0x6fa87e4f, 0xfe2ce6e0, 0xa3014314, 0x4e0811a1,
+    0xf7537e82, 0xbd3af235, 0x2ad7d2bb, 0xeb86d391,
+};
 
 const int rotations[4][4] = {{7, 12, 17, 22}, {5, 9, 14, 20}, {4, 11, 16, 23}, {6, 10, 15, 21}};
 
 uint32_t rotate(uint32_t x, int n) { return (x << n) | (x >> (32 - n)); }
 
 void absorb_block(md5_state* state, const unsigned char* block) {
-    const uint32_t* k = sine_table();
     uint32_t m[16];
     decode(m, block, block_size);
     uint32_t a = state->words[0], b = state->words[1], c = state->words[2], d = state->words[3];
@@ -46,7 +56,7 @@ void absorb_block(md5_state* state, const unsigned char* block) {
             case 2: mixed = b ^ c ^ d; index = (3 * i + 5) % 16; break;
             default: mixed = c ^ (b | ~d); index = (7 * i) % 16; break;
         }
-        uint32_t next = b + rotate(a + mixed + k[i] + m[index], rotations[round][i % 4]);
+        uint32_t next = b + rotate(a + mixed + sine_table[i] + m[index], rotations[round][i % 4]);
         a = d;
         d = c;
         c = b;
@@ -97,7 +107,7 @@ void decode(uint32_t* output, const unsigned char* input, size_t length) {
 md5_state* md5(const void* data, size_t length, unsigned char* digest, md5_state* state) {
     if (!data) length = 0;
     if (!state) {
-        state = (md5_state*)calloc(1, sizeof(md5_state));
+        state = (md5_state*)plat_calloc(1, sizeof(md5_state));
         if (!state) return nullptr;
         state->words[0] = 0x67452301;
         state->words[1] = 0xefcdab89;
@@ -117,7 +127,7 @@ md5_state* md5(const void* data, size_t length, unsigned char* digest, md5_state
 char* md5sum(const void* data, size_t length) {
     static char hex[33];
     constexpr size_t chunk_size = 8192;
-    unsigned char* work = (unsigned char*)calloc(16 * 1024, 1);
+    unsigned char* work = (unsigned char*)plat_calloc(16 * 1024, 1);
     if (!work) return nullptr;
     const unsigned char* bytes = (const unsigned char*)data;
     if (!bytes) length = 0;

@@ -62,7 +62,7 @@ void perror_of(const char* prefix, int error) {
 }  // namespace
 
 message_receiver* new_message_receiver(message_handler handler, uintptr_t context, uint16_t port) {
-    auto* receiver = static_cast<message_receiver*>(calloc(1, sizeof(message_receiver)));
+    auto* receiver = static_cast<message_receiver*>(plat_calloc(1, sizeof(message_receiver)));
     if (!receiver) return VESPIN_ERROR_PTR(message_receiver*, VESPIN_ERR_NO_MEMORY);
     socket_owner fd(new_datagram_socket());
     if (fd.get() < 0) {

@@ -2,6 +2,7 @@
 #include "new_mesh.h"
 
 #include "log.h"
+#include "platform.h"
 
 #include <regex.h>
 #include <stdio.h>
@@ -16,7 +17,7 @@ int compare_numbers(uint32_t a, uint32_t b) { return a > b ? 1 : (a < b ? -1 : 0
 }  // namespace
 
 version* version_new(uint32_t major, uint32_t minor, uint32_t patch, uint32_t rc) {
-    version* v = (version*)calloc(1, sizeof(version));
+    version* v = (version*)plat_calloc(1, sizeof(version));
     if (!v) return VESPIN_ERROR_PTR(version*, VESPIN_ERR_NO_MEMORY);
     v->major = major;
     v->minor = minor;

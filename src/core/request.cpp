@@ -2,13 +2,14 @@
 
 #include "json_ref.h"
 #include "log.h"
+#include "platform.h"
 #include "text.h"
 
 #include <stdlib.h>
 #include <string.h>
 
 vespin_request* vespin_request_new(const char* method, json_object* params) {
-    auto* request = static_cast<vespin_request*>(calloc(1, sizeof(vespin_request)));
+    auto* request = static_cast<vespin_request*>(plat_calloc(1, sizeof(vespin_request)));
     if (!request) return VESPIN_ERROR_PTR(vespin_request*, VESPIN_ERR_NO_MEMORY);
     copy_text(request->method, sizeof request->method, method);
     request->params = params ? json_object_get(params) : nullptr;
@@ -31,13 +32,14 @@ vespin_request* vespin_request_new_from_json(const char* text) {
 
 json_object* vespin_request_to_json(vespin_request* request) {
     if (!request || vespin_is_error(request)) return nullptr;
-    json_object* object = json_object_new_object();
+    json_ref object(json_made(json_object_new_object()));
     if (!object) return nullptr;
     // A caller may have filled the field without a NUL: read at most 79 characters.
     size_t method_length = strnlen(request->method, sizeof request->method - 1);
-    json_object_object_add(object, "method", json_object_new_string_len(request->method, (int)method_length));
-    if (request->params) json_object_object_add(object, "params", json_object_get(request->params));
-    return object;
+    if (!json_add(object.get(), "method", json_made(json_object_new_string_len(request->method, (int)method_length))))
+        return nullptr;
+    if (request->params && !json_add(object.get(), "params", json_object_get(request->params))) return nullptr;
+    return object.release();
 }
 
 void vespin_request_free(vespin_request* request) {

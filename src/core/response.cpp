@@ -2,6 +2,7 @@
 
 #include "json_ref.h"
 #include "log.h"
+#include "platform.h"
 #include "text.h"
 
 #include <stdlib.h>
@@ -13,7 +14,7 @@ vespin_response* vespin_response_new(int code, const char* message, json_object*
 
 vespin_response* vespin_response_new_with_post(int code, const char* message, json_object* result,
                                                uintptr_t post) {
-    auto* response = static_cast<vespin_response*>(calloc(1, sizeof(vespin_response)));
+    auto* response = static_cast<vespin_response*>(plat_calloc(1, sizeof(vespin_response)));
     if (!response) return VESPIN_ERROR_PTR(vespin_response*, VESPIN_ERR_NO_MEMORY);
     response->code = code;
     if (code != 0)
@@ -68,7 +69,7 @@ int vespin_response_load_json(vespin_response* response, const char* text) {
 }
 
 vespin_response* vespin_response_new_from_json(const char* text) {
-    auto* response = static_cast<vespin_response*>(calloc(1, sizeof(vespin_response)));
+    auto* response = static_cast<vespin_response*>(plat_calloc(1, sizeof(vespin_response)));
     if (!response) return VESPIN_ERROR_PTR(vespin_response*, VESPIN_ERR_NO_MEMORY);
     int code = vespin_response_load_json(response, text);
     if (code) {
@@ -80,20 +81,21 @@ vespin_response* vespin_response_new_from_json(const char* text) {
 
 json_object* vespin_response_to_json(vespin_response* response) {
     if (!response || vespin_is_error(response)) return nullptr;
-    json_object* object = json_object_new_object();
+    json_ref object(json_made(json_object_new_object()));
     if (!object) return nullptr;
     if (response->code != 0) {
-        json_object* error = json_object_new_object();
-        json_object_object_add(error, "code", json_object_new_int(response->code));
+        json_object* error = json_made(json_object_new_object());
+        if (!json_add(object.get(), "error", error)) return nullptr;
+        if (!json_add(error, "code", json_made(json_object_new_int(response->code)))) return nullptr;
         // A caller may have filled the field without a NUL: read at most 399 characters.
         size_t message_length = strnlen(response->message, sizeof response->message - 1);
-        if (message_length)
-            json_object_object_add(error, "message", json_object_new_string_len(response->message, (int)message_length));
-        json_object_object_add(object, "error", error);
+        if (message_length &&
+            !json_add(error, "message", json_made(json_object_new_string_len(response->message, (int)message_length))))
+            return nullptr;
     } else if (response->result) {
-        json_object_object_add(object, "result", json_object_get(response->result));
+        if (!json_add(object.get(), "result", json_object_get(response->result))) return nullptr;
     }
-    return object;
+    return object.release();
 }
 
 void vespin_response_free(vespin_response* response) {

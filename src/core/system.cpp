@@ -3,6 +3,7 @@
 #include "log.h"
 #include "platform/platform.h"
 #include "result_codes.h"
+#include "router_state.h"
 #include "tools.h"
 
 #include <stdio.h>
@@ -37,6 +38,8 @@ bool run_companion(char* const argv[], int* result) {
 }
 
 }  // namespace
+
+void router_state_forget() { router_state_cache = kStateNotRead; }
 
 extern "C" {
 

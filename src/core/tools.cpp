@@ -22,9 +22,9 @@ Buffer* buffer_new(unsigned int capacity) {
     // 0, negative and overflowing values fail; the second test keeps the
     // usable size (plus the terminator) inside the signed 32-bit field.
     if ((int32_t)(capacity * 4u) < 1 || capacity >= (unsigned int)INT32_MAX) return nullptr;
-    Buffer* buffer = (Buffer*)calloc(1, sizeof(Buffer));
+    Buffer* buffer = (Buffer*)plat_calloc(1, sizeof(Buffer));
     if (!buffer) return nullptr;
-    buffer->data = (char*)calloc((size_t)capacity + 1, 1);
+    buffer->data = (char*)plat_calloc((size_t)capacity + 1, 1);
     if (!buffer->data) {
         free(buffer);
         return nullptr;
@@ -44,7 +44,7 @@ bool buffer_grow(Buffer* buffer, int64_t needed) {
     capacity *= 2;
     while (capacity < needed) capacity *= 2;
     if (capacity >= INT32_MAX) capacity = needed;
-    char* data = (char*)calloc((size_t)capacity + 1, 1);
+    char* data = (char*)plat_calloc((size_t)capacity + 1, 1);
     if (!data) return false;
     memcpy(data, buffer->data, (size_t)buffer->capacity + 1);
     free(buffer->data);
@@ -91,7 +91,7 @@ namespace {
 bool trim_space(char c) { return c == '\t' || c == '\n' || c == ' '; }
 
 char* copy_piece(const char* start, size_t length) {
-    char* piece = (char*)malloc(length + 1);
+    char* piece = (char*)plat_malloc(length + 1);
     if (!piece) return nullptr;
     memcpy(piece, start, length);
     piece[length] = 0;
@@ -131,7 +131,7 @@ char** string_split(const char* text, const char* delimiter, int max_splits) {
     // maximum beyond the length cannot produce more pieces, so the smaller
     // count is allocated and the size never overflows.
     size_t slots = max_splits == 0 || (size_t)max_splits > text_length ? text_length : (size_t)max_splits;
-    char** pieces = (char**)calloc(slots + 2, sizeof(char*));
+    char** pieces = (char**)plat_calloc(slots + 2, sizeof(char*));
     if (!pieces) return nullptr;
     size_t delimiter_length = strlen(delimiter);
     size_t count = 0;
@@ -163,7 +163,7 @@ char* string_join(char** array, const char* separator, int count) {
     size_t separator_length = strlen(separator);
     size_t size = separator_length * used + 1;
     for (size_t i = 0; i < used; ++i) size += strlen(array[i]);
-    char* joined = (char*)calloc(size, 1);
+    char* joined = (char*)plat_calloc(size, 1);
     if (!joined) return nullptr;
     char* out = joined;
     for (size_t i = 0; i < used; ++i) {
@@ -185,7 +185,7 @@ int escape_char(const char* text, char** out, char character, const char* replac
     size_t replacement_length = strlen(replacement);
     size_t unit = replacement_length ? replacement_length : 1;
     if (text_length > (size_t)INT32_MAX / unit) return -1;
-    char* result = (char*)calloc(unit * text_length + 1, 1);
+    char* result = (char*)plat_calloc(unit * text_length + 1, 1);
     if (!result) return -1;
     size_t length = 0;
     for (const char* p = text; *p; ++p) {
@@ -365,7 +365,7 @@ int read_lease_file(unsigned char** content, size_t* size) {
     struct stat st;
     if (plat_stat(lease_file, &st) != 0) return 2;
     size_t expected = (size_t)st.st_size;
-    unsigned char* block = (unsigned char*)malloc(expected ? expected : 1);
+    unsigned char* block = (unsigned char*)plat_malloc(expected ? expected : 1);
     if (!block) return 12;
     FILE* file = plat_fopen(lease_file, "rb");
     if (!file) {
@@ -394,7 +394,7 @@ int get_dhcp_client_list(dhcp_lease_entry** list, int* count) {
     int error = read_lease_file(&content, &size);
     if (error) return error;
     size_t records = size / lease_record_size;  // a trailing partial record is ignored
-    dhcp_lease_entry* entries = (dhcp_lease_entry*)calloc(records ? records : 1, sizeof(dhcp_lease_entry));
+    dhcp_lease_entry* entries = (dhcp_lease_entry*)plat_calloc(records ? records : 1, sizeof(dhcp_lease_entry));
     if (!entries) {
         free(content);
         return 12;

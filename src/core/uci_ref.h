@@ -3,6 +3,8 @@
 // with their own bound (vespin_uci_ctx_get writes without one).
 #pragma once
 
+#include <stddef.h>
+
 #include <string>
 #include <vector>
 
@@ -23,6 +25,12 @@ class uci_ref {
     uci_context* ctx_;
 };
 
+// Looks a path up in the context: 0, 600104 (not found), 600005 (a package)
+// or 600001. *text (may be null) gets an option's value or a section's type;
+// *items (may be null) a list's values, or the one value of a plain option.
+int uci_ctx_find(uci_context* ctx, const char* path, std::string* text, std::vector<std::string>* items);
+// An option's value (or a section's type) cut to capacity - 1 bytes; codes as uci_ctx_find.
+int uci_ctx_get_text(uci_context* ctx, const char* path, char* out, size_t capacity);
 // An option's value or a section's type into *out, with the codes of
 // vespin_uci_ctx_get (0, 600104 not found, 600001, 600005). A list gives its
 // values joined by single spaces.

@@ -5,7 +5,7 @@
 
 #include "log.h"
 #include "platform/platform.h"
-#include "uci_read.h"
+#include "uci_ref.h"
 #include "text.h"
 #include "uci/uci_backend.h"
 
@@ -270,28 +270,13 @@ void URL_filter_config_free(uci_context* ctx) { vespin_uci_ctx_free(ctx); }
 }  // extern "C"
 
 int uci_ctx_get_text(uci_context* ctx, const char* path, std::string* out) {
-    uci_backend_found found;
-    int lookup_error = 0;
-    int result = find_in(backend_of(ctx), path, &found, &lookup_error);
-    if (lookup_error) VLOG_ERROR("Uci not found, errcode: %d", lookup_error);
+    std::vector<std::string> items;
+    int result = uci_ctx_find(ctx, path, nullptr, &items);
+    if (result == VESPIN_ERR_MISSING_VALUE) VLOG_ERROR("Invalid type of ptr.last");
     if (result != 0) return result;
-    switch (found.last) {
-    case uci_backend_element::section:
-    case uci_backend_element::option_string:
-        *out = found.text;
-        return 0;
-    case uci_backend_element::option_list:
-        out->clear();
-        for (const std::string& item : found.items) *out += (out->empty() ? "" : " ") + item;
-        return 0;
-    case uci_backend_element::other:
-        out->clear();
-        return 0;
-    case uci_backend_element::package:
-        break;
-    }
-    VLOG_ERROR("Invalid type of ptr.last");
-    return VESPIN_ERR_MISSING_VALUE;
+    out->clear();
+    for (const std::string& item : items) *out += (out->empty() ? "" : " ") + item;
+    return 0;
 }
 
 int uci_ctx_get_list(uci_context* ctx, const char* path, std::vector<std::string>* out) {

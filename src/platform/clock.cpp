@@ -25,7 +25,7 @@ time_t plat_time() {
 
 void plat_usleep(unsigned long microseconds) {
     if (plat_hooks_state().fake_clock) {
-        plat_test_advance_clock((long)microseconds);
+        plat_test_advance_clock((long long)microseconds);
         return;
     }
     usleep((useconds_t)microseconds);

@@ -266,7 +266,7 @@ int capture(child_program& program, char* out, size_t size, int* wait_status, bo
 }  // namespace
 
 int plat_system(const char* command) {
-    if (!command) return -1;
+    if (!command || plat_fault_due(PLAT_FAULT_COMMAND)) return -1;
     journal(PLAT_CMD_SYSTEM, command);
     plat_command_reply reply;
     if (scripted(PLAT_CMD_SYSTEM, command, &reply)) return scripted_wait_status(reply);
@@ -279,8 +279,8 @@ int plat_system(const char* command) {
 }
 
 int plat_run_capture(const char* command, char* out, size_t size, int* wait_status) {
-    if (!command) {
-        errno = EINVAL;
+    if (!command || plat_fault_due(PLAT_FAULT_COMMAND)) {
+        errno = command ? EAGAIN : EINVAL;
         return -1;
     }
     journal(PLAT_CMD_CAPTURE, command);
@@ -300,6 +300,10 @@ int plat_run_capture(const char* command, char* out, size_t size, int* wait_stat
 int plat_spawn_capture(const char* program, char* const argv[], int* status, char* out, size_t size) {
     if (!program || !argv) {
         errno = EINVAL;
+        return -1;
+    }
+    if (plat_fault_due(PLAT_FAULT_COMMAND)) {
+        errno = EAGAIN;
         return -1;
     }
     child_program child;

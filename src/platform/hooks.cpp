@@ -1,12 +1,55 @@
 #include "hooks.h"
 
+#include <errno.h>
+
+plat_fault_countdowns& plat_fault_countdowns::operator=(const plat_fault_countdowns& other) {
+    for (int kind = 0; kind < kinds; kind++) {
+        left[kind] = other.left[kind].load();
+        fired[kind] = other.fired[kind].load();
+        persists[kind] = other.persists[kind].load();
+    }
+    skip_fsync = other.skip_fsync.load();
+    return *this;
+}
+
 plat_hooks& plat_hooks_state() {
     static plat_hooks* state = new plat_hooks();  // never destroyed: usable from atexit paths
     return *state;
 }
 
+bool plat_fault_due(plat_fault_kind kind) {
+    plat_fault_countdowns& faults = plat_hooks_state().faults;
+    std::atomic<int>& countdown = faults.left[kind];
+    int left = countdown.load(std::memory_order_relaxed);
+    if (__builtin_expect(left == 0, 1)) return false;
+    // Another thread may count down at the same time: only the step from 1
+    // to 0 fires, and the count never goes below 0.
+    while (left > 0 && !countdown.compare_exchange_weak(left, left - 1)) {
+    }
+    if (left != 1) return false;
+    faults.fired[kind] = true;
+    if (faults.persists[kind]) countdown = 1;  // the next event fails too
+    return true;
+}
+
+void plat_test_fail_nth(plat_fault_kind kind, int n, bool persistent) {
+    plat_fault_countdowns& faults = plat_hooks_state().faults;
+    faults.fired[kind] = false;
+    faults.persists[kind] = persistent;
+    faults.left[kind] = n > 0 ? n : 0;
+}
+
+bool plat_test_fault_fired(plat_fault_kind kind) { return plat_hooks_state().faults.fired[kind]; }
+
+bool plat_hooks_skip_fsync() {
+    return plat_hooks_state().faults.skip_fsync.load(std::memory_order_relaxed);
+}
+
+void plat_test_skip_fsync(bool skip) { plat_hooks_state().faults.skip_fsync = skip; }
+
 int plat_hooks_open_failure(const char* router_path) {
     if (!router_path) return 0;
+    if (plat_fault_due(PLAT_FAULT_OPEN)) return EIO;
     for (const auto& f : plat_hooks_state().failing_opens)
         if (f.first == router_path) return f.second;
     return 0;
@@ -25,9 +68,9 @@ void plat_test_set_clock(long seconds, long microseconds) {
     h.clock_now.tv_usec = microseconds;
 }
 
-void plat_test_advance_clock(long microseconds) {
+void plat_test_advance_clock(long long microseconds) {
     auto& h = plat_hooks_state();
-    long long total = (long long)h.clock_now.tv_usec + microseconds;
+    long long total = h.clock_now.tv_usec + microseconds;
     h.clock_now.tv_sec += (time_t)(total / 1000000);
     h.clock_now.tv_usec = (suseconds_t)(total % 1000000);
 }
@@ -67,5 +110,11 @@ void plat_test_set_icmp_script(plat_icmp_script script) { plat_hooks_state().icm
 const std::vector<plat_icmp_sent>& plat_test_icmp_sent() { return plat_hooks_state().icmp_sent; }
 
 const std::vector<std::string>& plat_test_resolved() { return plat_hooks_state().resolved; }
+
+void plat_test_set_http_timeouts(long transfer_ms, long connect_ms) {
+    auto& h = plat_hooks_state();
+    h.http_transfer_timeout_ms = transfer_ms;
+    h.http_connect_timeout_ms = connect_ms;
+}
 
 void plat_test_reset() { plat_hooks_state() = plat_hooks(); }

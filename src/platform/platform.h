@@ -13,6 +13,7 @@
 #include <sys/time.h>
 #include <sys/types.h>
 
+#include <new>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,25 @@ const std::string& plat_root();
 // Re-reads VESPIN_ROOT; tests call it after setenv so that one process can
 // move between roots. Does not touch caches of the core.
 void plat_reload_root();
+
+// ---- memory --------------------------------------------------------------
+// Every allocation of a record, buffer or context of the library passes
+// here, so that tests can make the Nth one fail (platform_testing.h) and
+// reach every out-of-memory path. std containers inside the library are not
+// counted: the library is built without exceptions, so their exhaustion
+// ends the process as it would on the router.
+
+// True when this allocation is to fail (the test countdown); false otherwise.
+bool plat_allocation_fails();
+// malloc and calloc behind the countdown (NULL, errno ENOMEM, when it fires).
+// Free with free().
+void* plat_malloc(size_t size);
+void* plat_calloc(size_t count, size_t size);
+// new (std::nothrow) T() behind the countdown. Delete with delete.
+template <class T>
+T* plat_new() {
+    return plat_allocation_fails() ? nullptr : new (std::nothrow) T();
+}
 
 // ---- paths and files -----------------------------------------------------
 
@@ -139,6 +159,21 @@ void plat_icmp_close(int sock);
 // it cannot be resolved. Router: the system resolver. Emulated: the root's
 // "/etc/hosts" only (no lookup ever leaves the machine).
 bool plat_resolve_ipv4(const char* host, uint32_t* address);
+
+// ---- HTTPS ---------------------------------------------------------------
+
+typedef void CURL;  // a libcurl easy session (curl/curl.h declares it the same way)
+
+// Performs a libcurl easy session the core has prepared (URL, options, sinks)
+// and returns libcurl's result code. Router: curl_easy_perform as it stands,
+// the system resolver, libcurl's verbose text on stderr. Emulated: nothing
+// leaves the machine: the URL's host is looked up in the root's "/etc/hosts"
+// only (a name it lacks fails with CURLE_COULDNT_RESOLVE_HOST, nothing
+// sent), only loopback addresses (127.0.0.0/8) are connected
+// (CURLE_COULDNT_CONNECT otherwise), proxies of the environment are not
+// used, and a redirect to another host name is refused before any lookup.
+// With the log captured (tests), libcurl's verbose text is captured too.
+int plat_http_perform(CURL* session, const char* url);
 
 // ---- clock ---------------------------------------------------------------
 

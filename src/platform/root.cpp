@@ -154,7 +154,7 @@ bool plat_write_file_atomic(const char* router_path, const std::string& data, mo
         if (n <= 0) ok = false;
         else done += (size_t)n;
     }
-    if (ok && fsync(fd) != 0) ok = false;
+    if (ok && !plat_hooks_skip_fsync() && fsync(fd) != 0) ok = false;
     int e = errno;
     if (close(fd) != 0 && ok) {
         ok = false;

@@ -219,6 +219,7 @@ bool ensure_loaded() {
 }
 
 bool fault_injected(int id, int operation_bit) {
+    if (plat_fault_due(PLAT_FAULT_SETTING)) return true;
     for (const auto& f : plat_hooks_state().failing_settings)
         if (f.first == id && (f.second & operation_bit)) return true;
     return false;
@@ -349,7 +350,7 @@ int apmib_set(int id, void* value) {
 }
 
 int apmib_update(int flags) {
-    if (!ensure_loaded()) return -1;
+    if (plat_fault_due(PLAT_FAULT_SETTING) || !ensure_loaded()) return -1;
     settings_store& s = store();
     if ((flags & APMIB_CURRENT_SETTING) && !plat_write_file_atomic(kCurrentFile, format_image(s.current)))
         return -1;

@@ -4,6 +4,7 @@
 // reorder, save, commit, revert).
 #pragma once
 
+#include "files.h"
 #include "model.h"
 #include "parser.h"
 
@@ -47,8 +48,10 @@ class context {
     // Errors of the last load (the failing one, or the skipped ones).
     const std::vector<parse_error>& parse_errors() const { return parse_errors_; }
 
-    // Package names of the configuration directory, sorted (names with a dot are not packages).
-    std::vector<std::string> list_packages() const;
+    // Package names of the configuration directory, sorted (names with a dot are
+    // not packages), into *names. OK (a missing directory holds none), or ERR_IO
+    // when the directory cannot be opened or read: never a silently short list.
+    int list_packages(std::vector<std::string>* names) const;
     // Loads a package (or gives the one loaded): its file, then its deltas.
     // OK, ERR_INVAL (bad name), ERR_NOTFOUND (no file), ERR_IO, ERR_PARSE.
     int load(const std::string& name, package** out);
@@ -61,22 +64,35 @@ class context {
     int lookup(const std::string& path, ref* out);
 
     // Changes through a looked-up ref, kept pending in memory.
-    // set: section (value = type) or option; an empty value deletes.
+    // set: section (value = type) or option. An empty value deletes, and is
+    // kept as a delete (nothing when there is nothing to delete). A missing
+    // section is ERR_INVAL.
     int set(ref& r);
+    // Deletes the section or option; with a value, item N of a list option
+    // (an index out of range does nothing; a value that is not a number is
+    // ERR_INVAL; on a single value the whole option goes).
     int remove(ref& r);
     int add_list(ref& r);
     int del_list(ref& r);
     int rename(ref& r);   // value = new name
-    int reorder(ref& r);  // value = position
+    int reorder(ref& r);  // value = position, read as an integer
     // Adds an anonymous section; its name goes to *name.
     int add_section(package* p, const std::string& type, std::string* name);
 
-    // Appends the pending changes to the package's delta file.
+    // Adds the sections and values of `from` to the package as pending
+    // changes: anonymous sections as new sections, list items appended.
+    int merge(package* p, const package& from);
+
+    // Appends the pending changes to the package's delta file (a missing
+    // save directory is made with the configuration directory's mode).
     int save(package* p);
     // Writes the package with its saved and pending changes to its file
     // under the package's lock, then empties the delta file. With no change
-    // the file is left as it was. `overwrite` writes the package as it is in
-    // memory instead of re-reading the file (import).
+    // the file is left as it was. When the package file or a delta file
+    // changed since the package was loaded (another process committed or
+    // saved), the file and the deltas are read again under the lock first,
+    // so that no change of another process is lost. `overwrite` writes the
+    // package as it is in memory instead (import; a new file gets mode 0600).
     int commit(package* p, bool overwrite);
     // Saves pending changes, then drops the saved changes of the package (or
     // of one section or option of it) from the delta file, and unloads it.
@@ -88,8 +104,31 @@ class context {
     std::string delta_path(const std::string& name) const { return save_dir_ + "/" + name; }
 
   private:
+    // The delta files of a package as read: their texts (telling any
+    // change apart) and their changes, in the order they apply.
+    struct deltas {
+        std::string extra_texts;  // of the read-only directories, each marked as missing or not
+        bool saved_exists = false;
+        std::string saved_text;   // the save directory's delta file
+        std::vector<change> changes;
+        size_t saved_from = 0;    // the save directory's changes start here
+
+        bool same_texts(const deltas& o) const {
+            return extra_texts == o.extra_texts && saved_exists == o.saved_exists && saved_text == o.saved_text;
+        }
+    };
+    // What a loaded package was read from, to tell whether a commit must read again.
+    struct snapshot {
+        file_identity file;
+        bool file_known = false;  // the file did not change while it was read
+        deltas read;              // texts only
+    };
+
+    // Applies a change and keeps it pending when it is to be recorded.
+    int record(package& p, const change& c);
     int change_through(ref& r, change_kind kind, const std::string& value);
-    int read_package(const std::string& name, std::unique_ptr<package>* out);
+    int read_package(const std::string& name, std::unique_ptr<package>* out, snapshot* seen);
+    deltas read_deltas(const std::string& package_name) const;
     int resolve_section(ref* r, const std::string& written);
 
     std::string config_dir_;
@@ -98,6 +137,7 @@ class context {
     bool strict_ = true;
     std::vector<parse_error> parse_errors_;
     std::map<std::string, std::unique_ptr<package>> packages_;
+    std::map<std::string, snapshot> snapshots_;
 };
 
 }  // namespace vuci

@@ -27,7 +27,8 @@ bool split_path(const std::string& path, const std::string& package_name, change
     return valid_name(c->section) && (c->option.empty() || valid_name(c->option));
 }
 
-bool takes_value(change_kind kind) { return kind != change_kind::remove; }
+// Every change but a delete carries a value; a delete may (a list item's index).
+bool value_fits(change_kind kind, bool has_value) { return has_value || kind == change_kind::remove; }
 
 }  // namespace
 
@@ -37,43 +38,39 @@ std::string format_change(const std::string& package_name, const change& c) {
         if (p.kind == c.kind && p.prefix) line += p.prefix;
     line += package_name + "." + c.section;
     if (!c.option.empty()) line += "." + c.option;
-    if (takes_value(c.kind)) line += "=" + quote_value(c.value);
+    if (c.kind != change_kind::remove || !c.value.empty()) line += "=" + quote_value(c.value);
     return line + "\n";
 }
 
 std::vector<change> parse_delta(const std::string& text, const std::string& package_name) {
     std::vector<change> changes;
-    word_scanner scan(text);
+    statement_scanner scan(text);
     std::string word;
-    bool more = !text.empty();
-    while (more) {
+    while (scan.next_statement()) {
+        // A line is one word "PREFIX PATH=VALUE": the scanner has taken the
+        // value's quotes off and joined the pieces.
         parse_error ignored;
-        bool ok = scan.more_words() && scan.read_word(&word, &ignored);
-        std::vector<std::string> rest;
-        while (ok && scan.more_words()) {
-            std::string extra;
-            ok = scan.read_word(&extra, &ignored);
-            rest.push_back(extra);
-        }
-        // The line is one word "PREFIX PATH=VALUE": the value's quotes have
-        // already been taken off by the scanner, which also joined the pieces.
-        if (ok && rest.empty() && !word.empty()) {
-            change c;
-            size_t start = 0;
-            for (const auto& p : kPrefixes)
-                if (p.prefix && word[0] == p.prefix) {
-                    c.kind = p.kind;
-                    start = 1;
-                }
-            size_t eq = word.find('=', start);
-            bool has_value = eq != std::string::npos;
-            std::string path = word.substr(start, has_value ? eq - start : std::string::npos);
-            if (has_value) c.value = word.substr(eq + 1);
-            if (split_path(path, package_name, &c) && has_value == takes_value(c.kind) &&
-                !((c.kind == change_kind::list_add || c.kind == change_kind::list_del) && c.option.empty()))
-                changes.push_back(c);
-        }
-        more = scan.next_statement(true);
+        bool ok = scan.more_words() && scan.read_word(&word, &ignored) && !scan.more_words() && !word.empty();
+        scan.skip_line();
+        if (!ok) continue;
+        change c;
+        size_t start = 0;
+        for (const auto& p : kPrefixes)
+            if (p.prefix && word[0] == p.prefix) {
+                c.kind = p.kind;
+                start = 1;
+            }
+        size_t eq = word.find('=', start);
+        bool has_value = eq != std::string::npos;
+        std::string path = word.substr(start, has_value ? eq - start : std::string::npos);
+        if (has_value) c.value = word.substr(eq + 1);
+        bool needs_option = c.kind == change_kind::list_add || c.kind == change_kind::list_del;
+        if (!split_path(path, package_name, &c) || !value_fits(c.kind, has_value) || (needs_option && c.option.empty()))
+            continue;
+        if (c.kind == change_kind::rename && !valid_name(c.value)) continue;
+        long index;
+        if (c.kind == change_kind::remove && has_value && !parse_integer(c.value, &index)) continue;
+        changes.push_back(c);
     }
     return changes;
 }

@@ -14,7 +14,7 @@ struct uci_backend_context {
     vuci::package* current_package = nullptr;
 };
 
-uci_backend_context* uci_backend_new() { return new (std::nothrow) uci_backend_context(); }
+uci_backend_context* uci_backend_new() { return plat_new<uci_backend_context>(); }
 
 void uci_backend_free(uci_backend_context* b) { delete b; }
 

@@ -36,10 +36,12 @@ std::string directory_of(const std::string& path) {
     return slash == std::string::npos ? "." : path.substr(0, slash);
 }
 
-// Makes a directory and its parents, as the save directory may not exist yet.
-void make_directories(const std::string& dir) {
+// Makes a directory and its missing parents with exactly `mode` (whatever
+// the umask), as the save directory may not exist yet.
+void make_directories(const std::string& dir, mode_t mode) {
     for (size_t slash = dir.find('/', 1); ; slash = dir.find('/', slash + 1)) {
-        mkdir(dir.substr(0, slash).c_str(), 0700);
+        std::string part = dir.substr(0, slash);
+        if (mkdir(part.c_str(), mode) == 0) chmod(part.c_str(), mode);
         if (slash == std::string::npos) break;
     }
 }
@@ -83,8 +85,8 @@ int replace_file(const std::string& link_or_file, const std::string& data, mode_
     return ok ? OK : ERR_IO;
 }
 
-int append_file(const std::string& path, const std::string& data, mode_t mode) {
-    make_directories(directory_of(path));
+int append_file(const std::string& path, const std::string& data, mode_t mode, mode_t dir_mode) {
+    make_directories(directory_of(path), dir_mode);
     int fd = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, mode);
     if (fd < 0) return ERR_IO;
     // A new file gets exactly the mode asked for, whatever the umask.
@@ -92,6 +94,19 @@ int append_file(const std::string& path, const std::string& data, mode_t mode) {
     bool ok = fstat(fd, &st) == 0 && (st.st_size > 0 || fchmod(fd, mode) == 0) && write_all(fd, data);
     if (close(fd) != 0) ok = false;
     return ok ? OK : ERR_IO;
+}
+
+file_identity identify_file(const std::string& path) {
+    file_identity id;
+    struct stat st;
+    if (stat(path.c_str(), &st) != 0) return id;
+    id.exists = true;
+    id.device = st.st_dev;
+    id.inode = st.st_ino;
+    id.size = st.st_size;
+    id.mtime_ns = (long long)st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec;
+    id.ctime_ns = (long long)st.st_ctim.tv_sec * 1000000000LL + st.st_ctim.tv_nsec;
+    return id;
 }
 
 file_lock::~file_lock() {

@@ -16,10 +16,32 @@ int read_file(const std::string& path, std::string* out);
 // flushed, renamed over it): on any failure the old file is untouched.
 // A symbolic link is followed: its target is replaced and the link kept.
 int replace_file(const std::string& path, const std::string& data, mode_t mode);
-// Appends to a file, creating it (and its directory) with `mode`.
-int append_file(const std::string& path, const std::string& data, mode_t mode);
+// Appends to a file, creating it with `mode`, and its directory (when
+// missing) with `dir_mode`.
+int append_file(const std::string& path, const std::string& data, mode_t mode, mode_t dir_mode);
 // The mode bits of a file, or `fallback` when it cannot be seen.
 mode_t file_mode(const std::string& path, mode_t fallback);
+
+// What tells one version of a file from another without reading it.
+// Commits replace a package file by renaming a new one over it, so any
+// commit changes the inode and the change time; an edit in place changes the
+// size or the modification time.
+struct file_identity {
+    bool exists = false;
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = 0;
+    long long mtime_ns = 0;
+    long long ctime_ns = 0;
+
+    bool operator==(const file_identity& o) const {
+        return exists == o.exists && device == o.device && inode == o.inode && size == o.size &&
+               mtime_ns == o.mtime_ns && ctime_ns == o.ctime_ns;
+    }
+    bool operator!=(const file_identity& o) const { return !(*this == o); }
+};
+// The identity of the file at `path` now (exists is false when it cannot be seen).
+file_identity identify_file(const std::string& path);
 
 // An exclusive lock on a package file, held until destruction. It locks the
 // file that is at the path once locked, so a commit that renamed a new file

@@ -18,7 +18,7 @@ struct uci_backend_context {
 };
 
 uci_backend_context* uci_backend_new() {
-    auto* b = new (std::nothrow) uci_backend_context();
+    auto* b = plat_new<uci_backend_context>();
     if (!b) return nullptr;
     b->ctx = uci_alloc_context();
     if (!b->ctx) {

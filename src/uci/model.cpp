@@ -1,6 +1,7 @@
 #include "model.h"
 
 #include <ctype.h>
+#include <errno.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -25,10 +26,24 @@ const char* error_text(int err) {
 
 namespace {
 
-bool valid_chars(const std::string& s, const char* extra) {
+// Which bytes each kind of name may hold.
+enum name_kind : unsigned char { kName = 1, kType = 2, kPackage = 4 };
+struct name_bytes {
+    unsigned char kinds[256] = {};
+    name_bytes() {
+        for (int c = 0; c < 256; ++c)
+            if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_')
+                kinds[c] = kName | kType | kPackage;
+        kinds[(unsigned char)'-'] = kType | kPackage;
+        kinds[(unsigned char)'.'] = kType;
+    }
+};
+const name_bytes kNameBytes;
+
+bool valid_chars(const std::string& s, name_kind kind) {
     if (s.empty()) return false;
     for (unsigned char c : s)
-        if (!isalnum(c) && c != '_' && !(c && strchr(extra, c))) return false;
+        if (!(kNameBytes.kinds[c] & kind)) return false;
     return true;
 }
 
@@ -39,9 +54,17 @@ std::vector<option>::iterator find_option(section& s, const std::string& name) {
 
 }  // namespace
 
-bool valid_name(const std::string& s) { return valid_chars(s, ""); }
-bool valid_type(const std::string& s) { return valid_chars(s, "-."); }
-bool valid_package_name(const std::string& s) { return valid_chars(s, "-"); }
+bool parse_integer(const std::string& text, long* value) {
+    if (text.empty()) return false;
+    char* end = nullptr;
+    errno = 0;
+    *value = strtol(text.c_str(), &end, 10);
+    return *end == 0 && errno == 0;
+}
+
+bool valid_name(const std::string& s) { return valid_chars(s, kName); }
+bool valid_type(const std::string& s) { return valid_chars(s, kType); }
+bool valid_package_name(const std::string& s) { return valid_chars(s, kPackage); }
 
 option* section::find(const std::string& option_name) {
     auto it = find_option(*this, option_name);
@@ -115,6 +138,10 @@ int set_value(package& p, section* s, const change& c, bool* changed) {
         if (s) {
             if (s->type == c.value) return OK;
             if (!valid_type(c.value)) return ERR_INVAL;
+            // Deliberate, as engineers know it: an anonymous section whose
+            // type changes to one of another length is written with its
+            // generated name from then on.
+            if (s->anonymous && s->type.size() != c.value.size()) s->anonymous = false;
             s->type = c.value;
         } else {
             if (!valid_name(c.section) || !valid_type(c.value)) return ERR_INVAL;
@@ -147,11 +174,22 @@ int remove_entry(package& p, section* s, const change& c, bool* changed) {
     if (!s) return ERR_NOTFOUND;
     if (c.option.empty()) {
         p.remove(s);
-    } else {
-        auto it = find_option(*s, c.option);
-        if (it == s->options.end()) return ERR_NOTFOUND;
-        s->options.erase(it);
+        *changed = true;
+        return OK;
     }
+    auto it = find_option(*s, c.option);
+    if (it == s->options.end()) return ERR_NOTFOUND;
+    if (!c.value.empty()) {  // "-pkg.sec.opt='N'": item N of a list
+        long index = 0;
+        if (!parse_integer(c.value, &index)) return ERR_INVAL;
+        if (it->is_list) {
+            if (index < 0 || index >= (long)it->items.size()) return OK;
+            it->items.erase(it->items.begin() + index);
+            *changed = true;
+            return OK;
+        }
+    }
+    s->options.erase(it);
     *changed = true;
     return OK;
 }
@@ -176,10 +214,11 @@ int rename_entry(package& p, section* s, const change& c, bool* changed) {
 
 int reorder_section(package& p, section* s, const change& c, bool* changed) {
     if (!s) return ERR_NOTFOUND;
-    char* end = nullptr;
-    unsigned long position = strtoul(c.value.c_str(), &end, 10);
-    if (c.value.empty() || *end || !isdigit((unsigned char)c.value[0])) return ERR_INVAL;
-    p.move(s, position);
+    // The position is read as an integer; 0 and below are first, past the end is last.
+    long position = strtol(c.value.c_str(), nullptr, 10);
+    size_t to = position <= 0 ? 0 : std::min((size_t)position, p.sections.size() - 1);
+    if (to == p.index_of(s)) return OK;
+    p.move(s, to);
     *changed = true;
     return OK;
 }
@@ -201,14 +240,13 @@ int add_list_item(section* s, const change& c, bool* changed) {
     return OK;
 }
 
+// Removes every copy of the item. It is recorded whenever the option is a
+// list, even when the item is absent, and a list it empties stays, empty.
 int delete_list_item(section* s, const change& c, bool* changed) {
     if (!s) return ERR_NOTFOUND;
     auto it = find_option(*s, c.option);
     if (it == s->options.end() || !it->is_list) return OK;
-    size_t before = it->items.size();
     it->items.erase(std::remove(it->items.begin(), it->items.end(), c.value), it->items.end());
-    if (it->items.size() == before) return OK;
-    if (it->items.empty()) s->options.erase(it);
     *changed = true;
     return OK;
 }

@@ -22,6 +22,9 @@ bool valid_name(const std::string& s);
 bool valid_type(const std::string& s);
 bool valid_package_name(const std::string& s);
 
+// Reads a whole decimal number (a list index): false for anything else.
+bool parse_integer(const std::string& text, long* value);
+
 struct option {
     std::string name;
     bool is_list = false;
@@ -43,7 +46,8 @@ enum class change_kind { set, add, remove, rename, reorder, list_add, list_del }
 
 // One change of a package, as kept pending and in delta files. `option` is
 // empty for a change of a whole section; `value` holds the value, the type
-// (add), the new name (rename) or the position (reorder).
+// (add), the new name (rename), the position (reorder) or, for a delete, the
+// index of the list item to delete (empty: the whole option or section).
 struct change {
     change_kind kind = change_kind::set;
     std::string section;
@@ -76,9 +80,10 @@ struct package {
 std::string anonymous_name(unsigned counter, const std::string& type);
 
 // Applies one change to the package. Returns OK, ERR_NOTFOUND (the section
-// or option it needs is missing) or ERR_INVAL (a malformed change, or a
-// rename onto an invalid or taken name). `changed` (may be null) tells
-// whether the package differs afterwards.
+// or option it needs is missing) or ERR_INVAL (a malformed change, a list
+// index that is not a number, or a rename onto an invalid or taken name).
+// `changed` (may be null) tells whether the change is to be recorded: it
+// changed the package, or it is a del_list on a list.
 int apply_change(package& p, const change& c, bool* changed);
 
 }  // namespace vuci

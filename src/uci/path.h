@@ -15,8 +15,10 @@ struct path_parts {
     bool has_value = false;
 };
 
-// Splits a path text. OK, or ERR_INVAL when a name has characters its kind
-// does not allow or the text has too many parts.
+// Splits a path text. OK; ERR_PARSE for an empty package name, a bad or
+// empty option name, more than three parts, or a value holding a control
+// byte other than tab, line feed and carriage return; ERR_INVAL for a bad
+// package or section name (an empty one, one with '-') or a malformed "@type[index]".
 int split_path(const std::string& text, path_parts* out);
 
 // Reads "@type[index]": false when it is not of that form. `type` is empty

@@ -93,6 +93,7 @@ const node_method kMethods[] = {
     {"ipv6.get", ipv6_get_method},
     {"ipv6.set", ipv6_set_method},
     {"ipv6.status", ipv6_status_method},
+    {"firmware.list", firmware_list_method},
     {"node.methods", node_methods_method},
     {"node.self", node_self_method},
     {"node.network", node_network_method},

@@ -120,3 +120,4 @@ vespin_response* sta_blacklist_list_method(json_object* params);
 vespin_response* mesh_report_method(json_object* params);
 vespin_response* mesh_topo_method(json_object* params);
 vespin_response* mesh_convergence_method(json_object* params);
+vespin_response* firmware_list_method(json_object* params);

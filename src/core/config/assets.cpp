@@ -4,7 +4,7 @@
 #include "core/device_mac.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "core/uci_read.h"
+#include "core/uci_ref.h"
 #include "platform/platform.h"
 #include "uciconfig.h"
 

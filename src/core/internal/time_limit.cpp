@@ -3,7 +3,7 @@
 
 #include "core/device_mac.h"
 #include "core/log.h"
-#include "core/uci_read.h"
+#include "core/uci_ref.h"
 #include "platform/platform.h"
 #include "uciconfig.h"
 

@@ -7,7 +7,7 @@
 #include "core/config/wifi/wifi_fields.h"
 #include "core/log.h"
 #include "core/text.h"
-#include "core/uci_read.h"
+#include "core/uci_ref.h"
 #include "platform/platform.h"
 #include "result_codes.h"
 #include "uciconfig.h"

@@ -15,7 +15,8 @@ namespace {
 
 const int kMibLifecycle = 2403;
 
-// Four random bytes as a number; 0 when the device cannot be opened.
+// Four random bytes as a number, in host order (the router's own reading of
+// them: they are random either way); 0 when the device cannot be opened.
 uint32_t urandom() {
     uint32_t value = 0;
     FILE* device = plat_fopen("/dev/urandom", "rb");

@@ -4,7 +4,7 @@
 
 #include "core/log.h"
 #include "core/text.h"
-#include "core/uci_read.h"
+#include "core/uci_ref.h"
 #include "result_codes.h"
 #include "uciconfig.h"
 #include "wifi_fields.h"
