@@ -13,7 +13,7 @@
 set -eu
 packages="build-essential cmake pkg-config libjson-c-dev libnng-dev libcurl4-openssl-dev
           libgtest-dev libgmock-dev libbenchmark-dev bash
-          python3 openssl"
+          python3 openssl ieee-data"
 bare=""
 for target in "$@"; do
   case "$target" in

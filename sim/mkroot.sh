@@ -1,17 +1,20 @@
 #!/bin/sh
 # Makes an emulated router root from the template beside this script.
 #   mkroot.sh DEST [--tools DIR] [--address A.B.C.D] [--shm-key N] [--sn SERIAL]
-#                  [--name NAME] [--mac-seed N]
+#                  [--name NAME] [--mac-seed N] [--work-mode N] [--vendors FILE]
 # DEST must not exist or be empty. --tools names the build's tools directory,
 # whose stand-in programs (uci, ...) are copied into DEST/bin. The other
 # options give the node its own identity: its loopback address (bind address
 # and br0), its shared-memory key, its serial number, its device name and the
-# last byte of its MACs.
+# last byte of its MACs;
+# --work-mode its role (1 the gateway, 2 a satellite); --vendors the vendor
+# table to install as etc/device_mac_brand.txt (made by vendor_table.sh;
+# without it the template's small table stays).
 set -eu
 here=$(cd "$(dirname "$0")" && pwd)
 dest=${1:?usage: mkroot.sh DEST [options]}
 shift
-tools="" address="" shm_key="" sn="" name="" mac_seed=""
+tools="" address="" shm_key="" sn="" name="" mac_seed="" work_mode="" vendors=""
 while [ $# -gt 0 ]; do
   case "$1" in
     --tools) tools=$2; shift 2 ;;
@@ -20,6 +23,8 @@ while [ $# -gt 0 ]; do
     --sn) sn=$2; shift 2 ;;
     --name) name=$2; shift 2 ;;
     --mac-seed) mac_seed=$2; shift 2 ;;
+    --work-mode) work_mode=$2; shift 2 ;;
+    --vendors) vendors=$2; shift 2 ;;
     *) echo "mkroot.sh: unknown option $1" >&2; exit 2 ;;
   esac
 done
@@ -71,4 +76,8 @@ fi
 if [ -n "$name" ]; then
   echo "186 = \"$name\"" >> "$dest/flash/mib-default.conf"
 fi
+if [ -n "$work_mode" ]; then
+  sed -i "s/^2401 = .*/2401 = $work_mode/" "$dest/flash/mib-default.conf"
+fi
+[ -n "$vendors" ] && cp "$vendors" "$dest/etc/device_mac_brand.txt"
 exit 0

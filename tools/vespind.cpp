@@ -9,8 +9,25 @@
 // simultaneous starts safe. On its way out it removes the pid file only when
 // the file still holds its own pid. SIGTERM or SIGINT stops it cleanly.
 //
-//   vespind [--port N]        (default 10010)
+// It is also the node's mesh agent (daemon/mesh_agent.h): it maps the node
+// table at start (restoring it from its image after a restart of the node),
+// keeps the node state fresh, reports to the gateway once a period (a
+// satellite) or answers the reports (the gateway), and saves the table's
+// image on its way out.
+//
+//   vespind [--port N] [--gateway ADDRESS] [--report-period SECONDS]
+//           [--mesh-version VERSION] [--udp-only]
+//
+// --port: where it serves (default 10010); --gateway: the gateway a
+// satellite reports to (without it the node only serves, as the gateway
+// does); --report-period: seconds between reports (1 to 59, default 5);
+// --mesh-version: the mesh version the node reports (default the
+// library's), so that a daemon stands in for an older node; --udp-only:
+// serve over datagrams only, as a node older than 1.2.0-rc.1 does.
 #include "core/log.h"
+#include "dispatch.h"
+#include "mesh_agent.h"
+#include "mesh_maintainer.h"
 #include "node_client.h"
 #include "pidfile.h"
 #include "platform/platform.h"
@@ -30,13 +47,19 @@
 namespace {
 
 const char kPidFile[] = "/var/run/vespind.pid";
+// A node is valid in the gateway's table for 60 s after its last report:
+// a longer period would make every satellite drop out between two reports
+// (and the node state, rewritten each period, must not lapse either).
+const long kLongestReportPeriod = 59;
 // Held (flock) for the daemon's whole life, so that of two daemons started at
 // the same instant exactly one goes on: write_pid's own lock lasts only while
 // it writes, and both would pass a check made before it.
 const char kLockFile[] = "/var/run/vespind.lock";
 
 int usage() {
-    fprintf(stderr, "usage: vespind [--port N]\n");
+    fprintf(stderr,
+            "usage: vespind [--port N] [--gateway ADDRESS] [--report-period SECONDS] [--mesh-version VERSION] "
+            "[--udp-only]\n");
     return 64;
 }
 
@@ -83,19 +106,58 @@ void release_pid_file(int lock) {
     close(lock);
 }
 
+bool number_argument(const char* text, long low, long high, long* out) {
+    char* end;
+    *out = strtol(text, &end, 10);
+    return *text && !*end && *out >= low && *out <= high;
+}
+
+// The node table mapped (and restored from its image on the node's first
+// start) before anything serves.
+void map_node_table() {
+    std::lock_guard<std::mutex> hold(node_library_lock());
+    mesh_maintainer* inst = mesh_maintainer_get_inst();
+    if (vespin_is_error(inst)) VLOG_ERROR("Fail to map the node table: %d", vespin_error_code(inst));
+}
+
+// Saves the table's image. On an emulated root the segment then goes too,
+// as it would when the router is switched off: the node's next start
+// restores its table from the image.
+void save_node_table() {
+    std::lock_guard<std::mutex> hold(node_library_lock());
+    int rv = mesh_topo_state_save();
+    if (rv != 0) VLOG_ERROR("Fail to save the node table: %d", rv);
+    if (!plat_is_emulated()) return;
+    plat_shm_remove(plat_shm_key());
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-    long port = NODE_RPC_PORT;
+    long port = NODE_RPC_PORT, period = 5;
+    bool udp_only = false;
+    mesh_agent_options agent_options;
     for (int i = 1; i < argc; i++) {
-        if (strcmp(argv[i], "--port") == 0 && i + 1 < argc) {
-            char* end;
-            port = strtol(argv[++i], &end, 10);
-            if (*end || port <= 0 || port > 65535) return usage();
+        bool has_value = i + 1 < argc;
+        if (strcmp(argv[i], "--port") == 0 && has_value) {
+            if (!number_argument(argv[++i], 1, 65535, &port)) return usage();
+        } else if (strcmp(argv[i], "--report-period") == 0 && has_value) {
+            if (!number_argument(argv[++i], 1, kLongestReportPeriod, &period)) return usage();
+        } else if (strcmp(argv[i], "--gateway") == 0 && has_value) {
+            struct in_addr check;
+            agent_options.gateway = argv[++i];
+            if (inet_pton(AF_INET, agent_options.gateway.c_str(), &check) != 1) return usage();
+        } else if (strcmp(argv[i], "--mesh-version") == 0 && has_value) {
+            agent_options.version = argv[++i];
+            version checked;
+            if (version_from_string(&checked, agent_options.version.c_str()) != 0) return usage();
+        } else if (strcmp(argv[i], "--udp-only") == 0) {
+            udp_only = true;
         } else {
             return usage();
         }
     }
+    agent_options.report_period = (int)period;
 
     // Stop signals are taken by sigwait below; the serving threads inherit the mask.
     sigset_t stop_signals;
@@ -108,6 +170,7 @@ int main(int argc, char** argv) {
     int lock = claim_pid_file();
     if (lock < 0) return 1;
 
+    map_node_table();
     std::string why;
     datagram_server datagrams;
     if (datagrams.start((uint16_t)port, &why) != 0) {
@@ -120,19 +183,26 @@ int main(int argc, char** argv) {
     inet_ntop(AF_INET, &bound.sin_addr, address, sizeof address);
     std::string url = std::string("tcp4://") + address + ":" + std::to_string(port);
     rep_server requests;
-    if (requests.start(url, &why) != 0) {
+    if (!udp_only && requests.start(url, &why) != 0) {
         VLOG_ERROR("Fail to start: %s", why.c_str());
         datagrams.stop();
         release_pid_file(lock);
         return 1;
     }
-    VLOG_INFO("Serving on %s and udp://%s:%ld", url.c_str(), address, port);
+    if (udp_only)
+        VLOG_INFO("Serving on udp://%s:%ld", address, port);
+    else
+        VLOG_INFO("Serving on %s and udp://%s:%ld", url.c_str(), address, port);
+    mesh_agent agent;
+    agent.start(agent_options);
 
     int signal_number = 0;
     sigwait(&stop_signals, &signal_number);
     VLOG_INFO("Stopping on signal %d", signal_number);
+    agent.stop();
     requests.stop();
     datagrams.stop();
+    save_node_table();
     release_pid_file(lock);
     return 0;
 }

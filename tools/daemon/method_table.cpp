@@ -105,6 +105,9 @@ const node_method kMethods[] = {
     {"mesh.node_map", mesh_node_map_method},
     {"mesh.neighbors", mesh_neighbors_method},
     {"mesh.candidates", mesh_candidates_method},
+    {"mesh.report", mesh_report_method},
+    {"mesh.topo", mesh_topo_method},
+    {"mesh.convergence", mesh_convergence_method},
 };
 
 }  // namespace

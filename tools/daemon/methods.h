@@ -117,4 +117,7 @@ vespin_response* url_filter_restart_method(json_object* params);
 vespin_response* sta_blacklist_add_method(json_object* params);
 vespin_response* sta_blacklist_delete_method(json_object* params);
 vespin_response* sta_blacklist_list_method(json_object* params);
+vespin_response* mesh_report_method(json_object* params);
+vespin_response* mesh_topo_method(json_object* params);
+vespin_response* mesh_convergence_method(json_object* params);
 vespin_response* firmware_list_method(json_object* params);
