@@ -138,7 +138,7 @@ TEST(StaticLeases, AddressAndMacChecks) {
 TEST(StaticLeases, IdentifiersEditAndTheTwentyFirst) {
     fresh_leases root;
     for (int i = 0; i < STATIC_DHCP_MAX; i++) {
-        char mac[16], ip[16];
+        char mac[16], ip[24];
         snprintf(mac, sizeof mac, "0000000000%02x", i);
         snprintf(ip, sizeof ip, "192.168.1.%d", 100 + i);
         static_lease l = lease("d", mac, ip);
