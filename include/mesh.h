@@ -87,8 +87,8 @@ typedef struct mesh_candidate {
  * one second apart, and returns the joinable mesh nodes of the last survey
  * of each radio (one per sn): *candidates gets a new array of 128 zeroed
  * records (free it with free), *count the number filled. Returns 0, or
- * 600001 when the settings store cannot be started or both radios are
- * disabled (nothing is then allocated). */
+ * 600001 when the settings store cannot be started, both radios are
+ * disabled or the array cannot be allocated (nothing is then allocated). */
 VESPIN_API int mesh_candidate_scan(mesh_candidate **candidates, int *count);
 /* New JSON object {"sn": ..., "mac": {"2.4G": ..., "5G": ...}}; the caller puts it. */
 VESPIN_API json_object *mesh_candidate_to_json(const mesh_candidate *candidate);

@@ -64,7 +64,7 @@ int mesh_get_neighbors(mesh_peer** peers, int* count) {
         mesh_node_map_free(map);
         return 0;
     }
-    auto* list = static_cast<mesh_peer*>(calloc(found.size(), sizeof(mesh_peer)));
+    auto* list = static_cast<mesh_peer*>(plat_calloc(found.size(), sizeof(mesh_peer)));
     if (!list) {
         mesh_node_map_free(map);
         return 12;
