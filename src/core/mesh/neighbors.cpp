@@ -38,6 +38,8 @@ int mesh_get_neighbors(mesh_peer** peers, int* count) {
     *peers = nullptr;
     *count = 0;
     mesh_node_map* map = mesh_node_map_new_from_file(kMapCapacity, MESH_NODE_MAP_FILE);
+    // A map that cannot be made is not a missing map: "no peers" would be a lie.
+    if (vespin_error_code(map) == 12) return 12;
     if (!map || vespin_is_error(map)) {
         VLOG_AT(4, "Fail to new from file: %s", MESH_NODE_MAP_FILE);
         return 0;
