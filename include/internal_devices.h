@@ -185,7 +185,7 @@ VESPIN_API int rtk_get_dhcp_client_list(int32_t *count_out, dhcp_client_info *re
  * record; online_duration = offline - access seconds, 0 unless access is
  * earlier). list->devices gets a new buffer of 200 records (caller frees),
  * list->count the devices in it. 0; 600001 for a NULL list or when the
- * buffer cannot be allocated. Safe path: at most 256 sections are walked and
+ * buffer or the UCI context cannot be allocated (nothing is returned). Safe path: at most 256 sections are walked and
  * 200 devices listed (the router's 8-bit counters would wrap into an endless
  * walk and past the buffer). */
 VESPIN_API int vespin_get_offline_device(offline_device_list *list);

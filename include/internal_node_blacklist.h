@@ -30,7 +30,8 @@ VESPIN_API int node_blacklist_add(const node_blacklist *node);
  * not listed, 100208 for a NULL text, 600002 when the store fails. */
 VESPIN_API int node_blacklist_delete(const char *sn);
 /* A new array of the listed nodes in *list (caller frees; NULL when none)
- * and their number in *count: 0, or 600002. */
+ * and their number in *count: 0, or 600002 (the store fails or memory runs
+ * out). */
 VESPIN_API int node_blacklist_list(node_blacklist **list, int32_t *count);
 
 #ifdef __cplusplus

@@ -87,8 +87,8 @@ typedef struct mesh_candidate {
  * one second apart, and returns the joinable mesh nodes of the last survey
  * of each radio (one per sn): *candidates gets a new array of 128 zeroed
  * records (free it with free), *count the number filled. Returns 0, or
- * 600001 when the settings store cannot be started or both radios are
- * disabled (nothing is then allocated). */
+ * 600001 when the settings store cannot be started, both radios are
+ * disabled or the array cannot be allocated (nothing is then allocated). */
 VESPIN_API int mesh_candidate_scan(mesh_candidate **candidates, int *count);
 /* New JSON object {"sn": ..., "mac": {"2.4G": ..., "5G": ...}}; the caller puts it. */
 VESPIN_API json_object *mesh_candidate_to_json(const mesh_candidate *candidate);
@@ -138,8 +138,8 @@ typedef struct mesh_peer {
  * *peers gets a new array (free it with free) and *count its length; both are
  * NULL and 0 when there is no peer or no node map ("/tmp/vespin/mesh_nodes",
  * capacity 20; its absence logs "Fail to new from file: %s" and returns 0).
- * Returns 0, 600002 when a mesh switch cannot be read, or 12 when the array
- * cannot be made. A radio whose file cannot be opened logs "Fail to open %s"
+ * Returns 0, 600002 when a mesh switch cannot be read, or 12 when the map or
+ * the array cannot be made. A radio whose file cannot be opened logs "Fail to open %s"
  * and is passed over. Values beyond 32 bits are cut as strtol yields them;
  * texts keep 19 characters; peers beyond MESH_PEER_MAX are dropped. */
 VESPIN_API int mesh_get_neighbors(mesh_peer **peers, int *count);

@@ -142,9 +142,9 @@ VESPIN_API mesh_node *mesh_node_new_from_json(const char *text);
  * neighbours over both radios. Then rpc_port 10010, version "1.9.7", is_gw
  * (work mode 1), the local node state (mesh_node_state_get), load, uptime
  * and the stations of both kinds, each cut to 64 (a station file that cannot
- * be parsed leaves its kind empty). 0 or the first failure's code. The
- * platform's radio index (wlan_idx) is left on radio 1, as the firmware
- * always left it. */
+ * be parsed leaves its kind empty; no memory for the scratch list: 600000).
+ * 0 or the first failure's code. The platform's radio index (wlan_idx) is
+ * left on radio 1, as the firmware always left it. */
 VESPIN_API int mesh_node_reload(mesh_node *node);
 /* Reads a node record from JSON text. The record is zeroed first (when the
  * text is JSON), so that what the text leaves out reads as 0. Checks, in

@@ -190,12 +190,12 @@ TEST(NetworkRecordApply, AppliesThePartsThatDifferAndNothingElse) {
     ASSERT_FALSE(vespin_is_error(record) || vespin_is_error(shorter));
     int failures = 0;
     for (int nth = 1; nth < 200; nth++) {
-        plat_test_fail_uci_write(0);
+        plat_test_fail_nth(PLAT_FAULT_UCI_WRITE, 0);
         ASSERT_EQ(0, apply_network_record(record, &part)) << part;
-        plat_test_fail_uci_write(nth);
+        plat_test_fail_nth(PLAT_FAULT_UCI_WRITE, nth);
         int rv = apply_network_record(shorter, &part);
-        bool fired = plat_test_uci_writes() >= nth;
-        plat_test_fail_uci_write(0);
+        bool fired = plat_test_fault_fired(PLAT_FAULT_UCI_WRITE);
+        plat_test_fail_nth(PLAT_FAULT_UCI_WRITE, 0);
         if (rv != 0) {
             failures++;
             EXPECT_STREQ("blacklist", part) << nth;

@@ -3,6 +3,17 @@
 // write settings, fails in turn. Each run must end in the documented code,
 // keep what is stored intact, and leak nothing (the sanitizer build checks).
 #include "apmib.h"
+#include "config_assets.h"
+#include "config_time_limit.h"
+#include "config_vpn.h"
+#include "internal_devices.h"
+#include "internal_node_blacklist.h"
+#include "internal_sta_blacklist.h"
+#include "internal_url_filter.h"
+#include "mesh.h"
+#include "mesh_maintainer.h"
+#include "mesh_node.h"
+#include "server.h"
 #include "avl.h"
 #include "md5.h"
 #include "msghandle.h"
@@ -16,6 +27,8 @@
 #include "vespin_core.h"
 
 #include "core/json_ref.h"
+#include "core/mesh_maintainer/table_segment.h"
+#include "core/new_mesh/life_id.h"
 #if __has_include("methods.h")  // the daemon's parts are built with the tools
 #include "methods.h"
 #define HAVE_NODE_METHODS 1
@@ -100,7 +113,36 @@ struct constructor {
     std::function<const void*()> make;
     std::function<void(const void*)> drop;
     int code;  // the documented code when memory runs out
+    int other = -1;  // another code a failure beneath may answer (0: NULL)
+    // false: only the record's own allocation (the first) must answer `code`;
+    // a later one (the loaders beneath) ends in an error value or a record.
+    bool whole = true;
 };
+
+// Makes each allocation of a constructor fail in turn, once and for good:
+// every run ends in its code (or a record when nothing failed) and leaks
+// nothing.
+void check_constructor(const constructor& c) {
+    for (bool persistent : {false, true}) {
+        SCOPED_TRACE(c.name);
+        int n = 0;
+        int runs = each_fault(PLAT_FAULT_ALLOC, [&] {
+            const void* made = c.make();
+            n++;
+            if (settle()) {
+                int code = vespin_error_code(made);
+                if (c.whole || n == 1) {
+                    EXPECT_TRUE(code == c.code || (code == c.other && (code || !made))) << code;
+                }
+            } else {
+                EXPECT_NE(nullptr, made);
+                EXPECT_FALSE(vespin_is_error(made));
+            }
+            c.drop(made);
+        }, nullptr, persistent);
+        EXPECT_GE(runs, 2) << "no allocation went through the seam";
+    }
+}
 
 }  // namespace
 
@@ -132,21 +174,187 @@ TEST(AllocationFaults, ConstructorsAndLoadersAnswerTheirCode) {
         {"vespin_uci_ctx_new", [] { return vespin_uci_ctx_new(); },
          [](const void* p) { vespin_uci_ctx_free((uci_context*)p); }, VESPIN_ERR_FAILURE},
     };
-    for (const constructor& c : constructors) for (bool persistent : {false, true}) {
-        SCOPED_TRACE(c.name);
+    for (const constructor& c : constructors) check_constructor(c);
+    EXPECT_TRUE(plat_test_logged("Fail to alloc uci_context"));
+}
+
+// The records and maps of the mesh: each allocation of a constructor (its
+// record, the scratch lists of the stations, the map's entries) fails in turn.
+TEST(AllocationFaults, MeshRecordsAnswerTheirCode) {
+    test_root root;
+    plat_test_capture_log();
+    root.write("/proc/sys/kernel/random/uuid", "5b0e2f1c-8d4a-4c3e-9f71-2a6b8c0d4e15\n");
+    mesh_life_id_forget();
+    root.write("/tmp/vespin/map", "SN1 192.168.1.2 025600000201 025600000301 10010\n");
+    auto texts_of = [](json_object* json) {
+        std::string text = json_text(json);
+        json_object_put(json);
+        return text;
+    };
+    mesh_node* node = mesh_node_new();
+    mbd* network = mbd_new();
+    bmd* report = bmd_new();
+    ASSERT_FALSE(vespin_is_error(node) || vespin_is_error(network) || vespin_is_error(report));
+    const std::string node_json = texts_of(mesh_node_to_json(node));
+    const std::string network_json = texts_of(mbd_to_json(network));
+    const std::string report_json = texts_of(bmd_to_json(report));
+    mesh_node_free(node);
+    mbd_free(network);
+    bmd_free(report);
+    auto drop_node = [](const void* p) { mesh_node_free((mesh_node*)p); };
+    auto drop_mbd = [](const void* p) { mbd_free((mbd*)p); };
+    auto drop_bmd = [](const void* p) { bmd_free((bmd*)p); };
+    auto drop_map = [](const void* p) {
+        if (!vespin_is_error(p)) mesh_node_map_free((mesh_node_map*)p);
+    };
+    // The reloads read the settings through loaders that, by design, log a
+    // failure and go on with defaults (the Wi-Fi settings without their UCI
+    // context): only their record's own allocation has a code to answer.
+    const constructor constructors[] = {
+        {"mesh_node_new", [] { return mesh_node_new(); }, drop_node, VESPIN_ERR_NO_MEMORY, -1, false},
+        {"mesh_node_new_from_json", [&] { return mesh_node_new_from_json(node_json.c_str()); }, drop_node,
+         VESPIN_ERR_NO_MEMORY},
+        {"mbd_new", [] { return mbd_new(); }, drop_mbd, VESPIN_ERR_NO_MEMORY, -1, false},
+        {"mbd_new_from_json", [&] { return mbd_new_from_json(network_json.c_str()); }, drop_mbd, VESPIN_ERR_NO_MEMORY,
+         -1, false},
+        {"bmd_new", [] { return bmd_new(); }, drop_bmd, VESPIN_ERR_NO_MEMORY, -1, false},
+        {"bmd_new_from_json", [&] { return bmd_new_from_json(report_json.c_str()); }, drop_bmd, VESPIN_ERR_NO_MEMORY},
+        {"mesh_node_map_new_from_file", [] { return mesh_node_map_new_from_file(4, "/tmp/vespin/map"); }, drop_map,
+         12},
+        {"assets_factory_new", [] { return assets_factory_new(); },
+         [](const void* p) { assets_factory_free((assets_factory*)p); }, VESPIN_ERR_NO_MEMORY,
+         VESPIN_ERR_FAILURE},
+        {"time_limit_rule_factory_new", [] { return time_limit_rule_factory_new(); },
+         [](const void* p) { time_limit_rule_factory_free((time_limit_rule_factory*)p); }, VESPIN_ERR_NO_MEMORY,
+         0},
+    };
+    for (const constructor& c : constructors) check_constructor(c);
+    // A record rebuilt from JSON equals the one it was written from.
+    node = mesh_node_new_from_json(node_json.c_str());
+    EXPECT_EQ(node_json, texts_of(mesh_node_to_json(node)));
+    mesh_node_free(node);
+    each_fault(PLAT_FAULT_ALLOC, [] {
+        mesh_node_map* map = mesh_node_map_new(3);
+        if (settle()) {
+            EXPECT_EQ(nullptr, map);
+            return;
+        }
+        ASSERT_NE(nullptr, map);
+        EXPECT_EQ(3, map->capacity);
+        mesh_node_map_free(map);
+    });
+    mesh_life_id_forget();
+}
+
+// A loader that hands out a new array: on each allocation failing it answers
+// its documented code and leaves nothing behind; otherwise it succeeds and
+// the test frees what it got.
+struct loader {
+    const char* name;
+    std::function<int()> run;  // frees what it got on success
+    int code;                  // the documented code when memory runs out
+    int other = -1;            // the code of a UCI context that cannot be made
+    bool whole = true;         // false: only the first allocation must answer `code`
+};
+
+// Runs a loader of a new array and frees it; `expected` >= 0: the count a
+// successful run must give.
+template <typename Record, typename Count>
+std::function<int()> array_loader(std::function<int(Record**, Count*)> load, int expected = -1) {
+    return [load, expected] {
+        Record* list = nullptr;
+        Count count = 0;
+        int code = load(&list, &count);
+        if (code == 0 && expected >= 0) {
+            EXPECT_EQ(expected, (int)count);
+        }
+        free(list);
+        return code;
+    };
+}
+
+TEST(AllocationFaults, ListLoadersAnswerTheirCode) {
+    test_root root;
+    plat_test_capture_log();
+    plat_test_set_clock(1700000000, 0);
+    root.write("/etc/config/mac_filter_black",
+               "\nconfig sta '0a0000000001'\n\toption mac '0a0000000001'\n\toption name 'phone'\n");
+    const loader loaders[] = {
+        {"remote_firmware_load_from_json",
+         [] {
+             remote_firmware firmware = {};
+             int code = remote_firmware_load_from_json(
+                 &firmware, "{\"model\":{\"id\":\"7\",\"version\":{\"id\":\"3\"}},\"url\":\"https://a/b\","
+                            "\"version\":\"1.9.8\",\"size\":10,\"released_time\":5,\"changelog\":\"fixes\"}");
+             if (code == 0) {
+                 EXPECT_STREQ("fixes", firmware.changelog);
+             }
+             free(firmware.changelog);
+             return code;
+         },
+         VESPIN_ERR_FAILURE},
+        {"vpn_item_list", array_loader<vpn_item, int>(vpn_item_list), VESPIN_ERR_FAILURE},
+        {"sta_blacklist_list", array_loader<blacklist_entry, int32_t>(sta_blacklist_list, 1), VESPIN_ERR_NO_MEMORY},
+        {"URL_filter_list", array_loader<url_filter_device, int32_t>(URL_filter_list), VESPIN_ERR_NO_MEMORY,
+         VESPIN_ERR_FAILURE},
+        {"node_blacklist_list", array_loader<node_blacklist, int32_t>(node_blacklist_list, 1), VESPIN_ERR_SETTING},
+        {"vespin_get_offline_device",
+         [] {
+             offline_device_list list = {};
+             int code = vespin_get_offline_device(&list);
+             free(list.devices);
+             return code;
+         },
+         VESPIN_ERR_FAILURE},
+        // Without a UCI context the list still forms, without the names given.
+        {"mesh_device_list",
+         array_loader<lan_device_info, int32_t>([](lan_device_info** list, int32_t* count) {
+             return mesh_device_list(list, count, 0);
+         }),
+         VESPIN_ERR_NO_MEMORY, -1, false},
+        {"mesh_candidate_scan", array_loader<mesh_candidate, int>(mesh_candidate_scan), VESPIN_ERR_FAILURE},
+        // The emulated radios list no peer in the form this reader takes: the
+        // node map's allocations are the ones that fail.
+        {"mesh_get_neighbors", array_loader<mesh_peer, int>(mesh_get_neighbors, 0), 12},
+        // Its self record is rebuilt by a reload (see MeshRecordsAnswerTheirCode).
+        {"mesh_maintainer_network_top_all",
+         array_loader<mesh_node*, int>([](mesh_node*** nodes, int* count) {
+             return mesh_maintainer_network_top_all(mesh_maintainer_get_inst(), nodes, count);
+         }, 2),
+         VESPIN_ERR_NO_MEMORY, -1, false},
+    };
+    // A node map, and one node in the table.
+    root.write(MESH_NODE_MAP_FILE, "0224081231A1002 192.168.1.3 025600000202 025600000302 10010\n");
+    mesh_maintainer* table = mesh_maintainer_get_inst();
+    ASSERT_FALSE(vespin_is_error(table));
+    mesh_node satellite = {};
+    strcpy(satellite.sn, "0224081231A1002");
+    satellite.rpc_port = MESH_NODE_RPC_PORT;
+    ASSERT_EQ(0, mesh_maintainer_put_node(table, &satellite));
+    node_blacklist refused = {"SN1", "025600000201"};
+    ASSERT_EQ(0, node_blacklist_add(&refused));
+    // The vendor table is read once per process, and its exhaustion ends the
+    // process by design: it is read here, unarmed.
+    lan_device_info* warm = nullptr;
+    int32_t warm_count = 0;
+    mesh_device_list(&warm, &warm_count, 0);
+    free(warm);
+    for (const loader& l : loaders) {
+        SCOPED_TRACE(l.name);
+        int n = 0;
         int runs = each_fault(PLAT_FAULT_ALLOC, [&] {
-            const void* made = c.make();
+            int code = l.run();
             if (settle()) {
-                EXPECT_EQ(c.code, vespin_error_code(made));
+                if (l.whole || ++n == 1) {
+                    EXPECT_TRUE(code == l.code || code == l.other) << code;
+                }
             } else {
-                EXPECT_NE(nullptr, made);
-                EXPECT_FALSE(vespin_is_error(made));
+                EXPECT_EQ(0, code);
             }
-            c.drop(made);
-        }, nullptr, persistent);
+        });
         EXPECT_GE(runs, 2) << "no allocation went through the seam";
     }
-    EXPECT_TRUE(plat_test_logged("Fail to alloc uci_context"));
+    mesh_table::forget_segment(true);
 }
 
 TEST(AllocationFaults, JsonFormsAreWholeOrNull) {

@@ -166,7 +166,7 @@ TEST(GuestWifi, ListIsStoredInMultipleapAndOnTheGuestInterfaces) {
     plat_test_fail_setting(22, false, true);
     EXPECT_EQ(VESPIN_ERR_SETTING, config_guest_wifi(&list));
     plat_test_reset();
-    plat_test_fail_uci_write(1);
+    plat_test_fail_nth(PLAT_FAULT_UCI_WRITE, 1);
     EXPECT_EQ(VESPIN_ERR_FAILURE, config_guest_wifi(&list));
     EXPECT_EQ(stored, root.read("/etc/config/multipleap"));
 

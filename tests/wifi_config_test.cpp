@@ -133,7 +133,7 @@ TEST(WifiConfig, GetAcsFailsCleanlyAtEachUciWrite) {
     int writes = 0;
     for (int nth = 1;; nth++) {
         root.write("/etc/config/vespin_wifi", bare);
-        plat_test_fail_uci_write(nth);
+        plat_test_fail_nth(PLAT_FAULT_UCI_WRITE, nth);
         acs a = {};
         int result = get_acs(&a, 0);
         if (result == 0) {
@@ -367,11 +367,11 @@ TEST(ConfigWifi, EachFailedUciWriteGivesItsCodeAndTouchesNoRadio) {
         plat_test_capture_log();
         root.write("/etc/config/vespin_wifi", stored);
         ASSERT_TRUE(apmib_reinit());
-        plat_test_fail_uci_write(nth);
+        plat_test_fail_nth(PLAT_FAULT_UCI_WRITE, nth);
         wifi_config copy = config;
         strcpy(copy.band_24g.ssid, "Changed");
         int result = config_wifi(&copy);
-        if (plat_test_uci_writes() < nth) {
+        if (!plat_test_fault_fired(PLAT_FAULT_UCI_WRITE)) {
             EXPECT_EQ(0, result);
             break;
         }

@@ -93,18 +93,8 @@ void plat_test_fail_open(const std::string& router_path, int error_number) {
     plat_hooks_state().failing_opens.emplace_back(router_path, error_number);
 }
 
-void plat_test_fail_uci_write(int nth) {
-    auto& h = plat_hooks_state();
-    h.uci_writes_seen = 0;
-    h.uci_write_to_fail = nth;
-}
+bool plat_uci_write_fault() { return plat_fault_due(PLAT_FAULT_UCI_WRITE); }
 
-int plat_test_uci_writes() { return plat_hooks_state().uci_writes_seen; }
-
-bool plat_uci_write_fault() {
-    auto& h = plat_hooks_state();
-    return ++h.uci_writes_seen == h.uci_write_to_fail;
-}
 void plat_test_set_icmp_script(plat_icmp_script script) { plat_hooks_state().icmp_script = std::move(script); }
 
 const std::vector<plat_icmp_sent>& plat_test_icmp_sent() { return plat_hooks_state().icmp_sent; }

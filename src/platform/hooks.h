@@ -11,7 +11,7 @@
 // threads may count down while a test arms them; assigning a fresh set (as
 // plat_test_reset does) disarms every kind.
 struct plat_fault_countdowns {
-    static constexpr int kinds = PLAT_FAULT_COMMAND + 1;
+    static constexpr int kinds = PLAT_FAULT_UCI_WRITE + 1;
     std::atomic<int> left[kinds] = {};
     std::atomic<bool> fired[kinds] = {};
     std::atomic<bool> persists[kinds] = {};
@@ -31,8 +31,6 @@ struct plat_hooks {
     std::vector<plat_log_entry> log;
     std::vector<std::pair<int, int>> failing_settings;  // id, bit 1 get, bit 2 set
     std::vector<std::pair<std::string, int>> failing_opens;
-    int uci_writes_seen = 0;
-    int uci_write_to_fail = 0;  // 1-based; 0: none
     plat_icmp_script icmp_script;
     std::vector<plat_icmp_sent> icmp_sent;
     std::vector<std::string> resolved;

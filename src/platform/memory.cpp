@@ -4,6 +4,7 @@
 
 #include <errno.h>
 #include <stdlib.h>
+#include <string.h>
 
 bool plat_allocation_fails() { return plat_fault_due(PLAT_FAULT_ALLOC); }
 
@@ -21,4 +22,20 @@ void* plat_calloc(size_t count, size_t size) {
         return nullptr;
     }
     return calloc(count, size);
+}
+
+void* plat_realloc(void* block, size_t size) {
+    if (plat_allocation_fails()) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return realloc(block, size);
+}
+
+char* plat_strdup(const char* text) {
+    if (plat_allocation_fails()) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return strdup(text);
 }

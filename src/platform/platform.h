@@ -40,6 +40,10 @@ bool plat_allocation_fails();
 // Free with free().
 void* plat_malloc(size_t size);
 void* plat_calloc(size_t count, size_t size);
+// realloc behind the countdown: NULL with the block untouched when it fires.
+void* plat_realloc(void* block, size_t size);
+// strdup behind the countdown. Free with free().
+char* plat_strdup(const char* text);
 // new (std::nothrow) T() behind the countdown. Delete with delete.
 template <class T>
 T* plat_new() {

@@ -72,8 +72,10 @@ bool plat_test_logged(const std::string& message);
 //   PLAT_FAULT_OPEN     plat_open, plat_fopen (and so plat_read_file) and
 //                       plat_write_file_atomic (errno EIO);
 //   PLAT_FAULT_COMMAND  plat_system, plat_run_capture and plat_spawn_capture:
-//                       the command cannot be started and is not journaled.
-enum plat_fault_kind { PLAT_FAULT_ALLOC, PLAT_FAULT_SETTING, PLAT_FAULT_OPEN, PLAT_FAULT_COMMAND };
+//                       the command cannot be started and is not journaled;
+//   PLAT_FAULT_UCI_WRITE a UCI write: a change through a context, a commit,
+//                       or a one-shot set (the write answers failure).
+enum plat_fault_kind { PLAT_FAULT_ALLOC, PLAT_FAULT_SETTING, PLAT_FAULT_OPEN, PLAT_FAULT_COMMAND, PLAT_FAULT_UCI_WRITE };
 void plat_test_fail_nth(plat_fault_kind kind, int n, bool persistent = false);
 // True when the armed fault of that kind has fired since it was armed.
 bool plat_test_fault_fired(plat_fault_kind kind);
@@ -87,11 +89,6 @@ void plat_test_fail_setting(int id, bool on_get, bool on_set);
 // Makes plat_open/plat_fopen of a router path fail with the errno given.
 void plat_test_fail_open(const std::string& router_path, int error_number);
 
-// Makes the nth UCI write from now fail once (1-based; 0 turns it off). A
-// write is a change through a context, a commit, or a one-shot set.
-void plat_test_fail_uci_write(int nth);
-// UCI writes counted since the last plat_test_fail_uci_write or reset.
-int plat_test_uci_writes();
 // One ICMP message the core sent: destination (network order) and bytes.
 struct plat_icmp_sent {
     uint32_t address;

@@ -56,7 +56,7 @@ int device_meta_load_from_json_object(device_meta* meta, json_object* object) {
 assets_factory* assets_factory_new(void) {
     uci_context* ctx = vespin_uci_ctx_new();
     if (vespin_is_error(ctx)) return reinterpret_cast<assets_factory*>(ctx);
-    auto* factory = static_cast<assets_factory*>(calloc(1, sizeof(assets_factory)));
+    auto* factory = static_cast<assets_factory*>(plat_calloc(1, sizeof(assets_factory)));
     if (!factory) {
         vespin_uci_ctx_free(ctx);
         return VESPIN_ERROR_PTR(assets_factory*, VESPIN_ERR_NO_MEMORY);
@@ -99,7 +99,7 @@ device_meta* assets_factory_get(assets_factory* factory, const char* mac) {
     int result = uci_ctx_get_text(factory->ctx, path.c_str(), name, sizeof name);
     if (result == VESPIN_ERR_NOT_FOUND) return nullptr;
     if (result != 0) return VESPIN_ERROR_PTR(device_meta*, result);
-    auto* meta = static_cast<device_meta*>(calloc(1, sizeof(device_meta)));
+    auto* meta = static_cast<device_meta*>(plat_calloc(1, sizeof(device_meta)));
     if (!meta) return VESPIN_ERROR_PTR(device_meta*, VESPIN_ERR_NO_MEMORY);
     copy_text(meta->mac, sizeof meta->mac, mac);
     copy_text(meta->name, sizeof meta->name, name);

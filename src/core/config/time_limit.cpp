@@ -4,6 +4,7 @@
 
 #include "core/json_ref.h"
 #include "core/log.h"
+#include "platform/platform.h"
 #include "core/text.h"
 #include "internal_time_limit.h"
 #include "tools.h"
@@ -97,7 +98,7 @@ json_object* time_limit_to_json_object(const time_limit* rule) {
 }
 
 time_limit_rule_factory* time_limit_rule_factory_new(void) {
-    auto* factory = static_cast<time_limit_rule_factory*>(calloc(1, sizeof(time_limit_rule_factory)));
+    auto* factory = static_cast<time_limit_rule_factory*>(plat_calloc(1, sizeof(time_limit_rule_factory)));
     if (!factory) return VESPIN_ERROR_PTR(time_limit_rule_factory*, VESPIN_ERR_NO_MEMORY);
     factory->ctx = time_limit_uci_ctx_new();
     if (vespin_is_error(factory->ctx)) {

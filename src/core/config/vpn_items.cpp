@@ -4,6 +4,7 @@
 
 #include "core/config/vpn_store.h"
 #include "core/log.h"
+#include "platform/platform.h"
 #include "core/text.h"
 #include "core/uci_ref.h"
 #include "tools.h"
@@ -204,7 +205,7 @@ int vpn_item_list(vpn_item** items, int* count) {
     if (!items || !count) return VESPIN_ERR_FAILURE;
     uci_ref ctx;
     if (!ctx.ok()) return VESPIN_ERR_FAILURE;
-    vpn_item* list = (vpn_item*)calloc(VPN_ITEM_MAX, sizeof(vpn_item));
+    vpn_item* list = (vpn_item*)plat_calloc(VPN_ITEM_MAX, sizeof(vpn_item));
     if (!list) return VESPIN_ERR_FAILURE;
     int filled = 0;
     for (int id = 1; id <= VPN_ITEM_MAX; id++) {

@@ -3,6 +3,7 @@
 
 #include "apmib.h"
 #include "core/log.h"
+#include "platform/platform.h"
 #include "result_codes.h"
 
 #include <stdint.h>
@@ -39,7 +40,7 @@ int settings_table_read(int count_id, int get_id, void (*convert)(const Stored&,
         return VESPIN_ERR_FAILURE;
     }
     if (stored_count == 0) return 0;
-    *entries = (Entry*)calloc((size_t)stored_count, sizeof(Entry));
+    *entries = (Entry*)plat_calloc((size_t)stored_count, sizeof(Entry));
     if (!*entries) {
         VLOG_INFO("%s", messages.allocation);
         return VESPIN_ERR_FAILURE;

@@ -2,6 +2,7 @@
 #include "internal_sta_blacklist.h"
 
 #include "core/log.h"
+#include "platform/platform.h"
 #include "core/text.h"
 #include "core/uci_ref.h"
 #include "device_text.h"
@@ -84,6 +85,7 @@ int sta_blacklist_delete(uci_context* ctx, const char* mac) {
 int sta_blacklist_list(blacklist_entry** list, int32_t* count) {
     if (!list || !count) return VESPIN_ERR_FAILURE;
     uci_ref owner;
+    if (!owner.ok()) return VESPIN_ERR_NO_MEMORY;  // an empty list would unblock every station
     std::vector<blacklist_entry> entries;
     char path[64];
     for (int index = 0; owner.ok(); index++) {
@@ -100,7 +102,7 @@ int sta_blacklist_list(blacklist_entry** list, int32_t* count) {
     }
     *count = (int32_t)entries.size();
     if (entries.empty()) return 0;
-    auto* out = (blacklist_entry*)calloc(entries.size(), sizeof(blacklist_entry));
+    auto* out = (blacklist_entry*)plat_calloc(entries.size(), sizeof(blacklist_entry));
     if (!out) {
         *count = 0;
         return VESPIN_ERR_NO_MEMORY;

@@ -102,7 +102,7 @@ time_limit* time_limit_get_rule(uci_context* ctx, const char* mac, const char* r
     if (result != 0) return VESPIN_ERROR_PTR(time_limit*, result);
     for (const std::string& entry : entries) {
         if (!same_rule(entry, rule_id)) continue;
-        auto* rule = static_cast<time_limit*>(calloc(1, sizeof(time_limit)));
+        auto* rule = static_cast<time_limit*>(plat_calloc(1, sizeof(time_limit)));
         if (!rule) return VESPIN_ERROR_PTR(time_limit*, VESPIN_ERR_NO_MEMORY);
         if (time_limit_from_string(rule, entry.c_str()) == 0) return rule;
         free(rule);
@@ -118,7 +118,7 @@ int time_limit_get(uci_context* ctx, const char* mac, time_limit** rules, int* c
     result = stored_entries(ctx, mac, &entries);
     if (result == 0 && entries.empty()) result = VESPIN_ERR_NOT_FOUND;  // a list emptied in this context
     if (result != 0) return result;
-    auto* list = static_cast<time_limit*>(calloc(entries.size() + 1, sizeof(time_limit)));
+    auto* list = static_cast<time_limit*>(plat_calloc(entries.size() + 1, sizeof(time_limit)));
     if (!list) return VESPIN_ERR_NO_MEMORY;
     int used = 0;
     for (const std::string& entry : entries)

@@ -240,7 +240,7 @@ int URL_filter_list(url_filter_device** list, int32_t* count) {
         macs.push_back(mac);
     }
     if (macs.empty()) return 0;
-    auto* devices = (url_filter_device*)calloc(macs.size(), sizeof(url_filter_device));
+    auto* devices = (url_filter_device*)plat_calloc(macs.size(), sizeof(url_filter_device));
     if (!devices) return VESPIN_ERR_NO_MEMORY;
     for (size_t i = 0; i < macs.size(); i++) fill_device(owner.get(), (int)i, macs[i], &devices[i]);
     *list = devices;

@@ -98,7 +98,7 @@ int mesh_candidate_scan(mesh_candidate** candidates, int* count) {
     std::vector<plat_joinable_node> all;
     add_joinable(joinable[1], &all);
     add_joinable(joinable[0], &all);
-    auto* list = static_cast<mesh_candidate*>(calloc(MESH_CANDIDATE_MAX, sizeof(mesh_candidate)));
+    auto* list = static_cast<mesh_candidate*>(plat_calloc(MESH_CANDIDATE_MAX, sizeof(mesh_candidate)));
     if (!list) return VESPIN_ERR_FAILURE;
     int filled = 0;
     for (const plat_joinable_node& node : all) {

@@ -38,6 +38,8 @@ int mesh_get_neighbors(mesh_peer** peers, int* count) {
     *peers = nullptr;
     *count = 0;
     mesh_node_map* map = mesh_node_map_new_from_file(kMapCapacity, MESH_NODE_MAP_FILE);
+    // A map that cannot be made is not a missing map: "no peers" would be a lie.
+    if (vespin_error_code(map) == 12) return 12;
     if (!map || vespin_is_error(map)) {
         VLOG_AT(4, "Fail to new from file: %s", MESH_NODE_MAP_FILE);
         return 0;
@@ -64,7 +66,7 @@ int mesh_get_neighbors(mesh_peer** peers, int* count) {
         mesh_node_map_free(map);
         return 0;
     }
-    auto* list = static_cast<mesh_peer*>(calloc(found.size(), sizeof(mesh_peer)));
+    auto* list = static_cast<mesh_peer*>(plat_calloc(found.size(), sizeof(mesh_peer)));
     if (!list) {
         mesh_node_map_free(map);
         return 12;

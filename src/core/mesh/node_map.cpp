@@ -43,9 +43,9 @@ extern "C" {
 
 mesh_node_map* mesh_node_map_new(int capacity) {
     if (capacity < 1) return nullptr;
-    auto* map = static_cast<mesh_node_map*>(calloc(1, sizeof(mesh_node_map)));
+    auto* map = static_cast<mesh_node_map*>(plat_calloc(1, sizeof(mesh_node_map)));
     if (!map) return nullptr;
-    map->entries = static_cast<mesh_node_meta*>(calloc((size_t)capacity, sizeof(mesh_node_meta)));
+    map->entries = static_cast<mesh_node_meta*>(plat_calloc((size_t)capacity, sizeof(mesh_node_meta)));
     if (!map->entries) {
         free(map);
         return nullptr;

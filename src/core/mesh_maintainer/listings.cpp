@@ -31,7 +31,7 @@ int topology(mesh_maintainer* inst, mesh_node*** nodes, int* count, bool only_va
     if (!usable(inst) || !nodes || !count) return VESPIN_ERR_FAILURE;
     *nodes = nullptr;
     *count = 0;
-    mesh_node* self = static_cast<mesh_node*>(calloc(1, sizeof(mesh_node)));
+    mesh_node* self = static_cast<mesh_node*>(plat_calloc(1, sizeof(mesh_node)));
     if (!self) return VESPIN_ERR_NO_MEMORY;
     int rv = mesh_node_reload(self);
     if (rv != 0) {
@@ -43,7 +43,7 @@ int topology(mesh_maintainer* inst, mesh_node*** nodes, int* count, bool only_va
         memcpy(&inst->self, self, sizeof *self);
     }
     free(self);
-    auto** list = static_cast<mesh_node**>(calloc(1 + MESH_MAINTAINER_NODE_MAX, sizeof(mesh_node*)));
+    auto** list = static_cast<mesh_node**>(plat_calloc(1 + MESH_MAINTAINER_NODE_MAX, sizeof(mesh_node*)));
     if (!list) return VESPIN_ERR_NO_MEMORY;
     list[0] = &inst->self;
     *count = 1 + collect(inst, list, 1, only_valid);
@@ -60,7 +60,7 @@ int mesh_maintainer_list_neighbors(mesh_maintainer* inst, mesh_node*** nodes, in
     *nodes = nullptr;
     *count = 0;
     if (__atomic_load_n(&inst->count, __ATOMIC_ACQUIRE) <= 0) return 0;
-    auto** list = static_cast<mesh_node**>(calloc(MESH_MAINTAINER_NODE_MAX, sizeof(mesh_node*)));
+    auto** list = static_cast<mesh_node**>(plat_calloc(MESH_MAINTAINER_NODE_MAX, sizeof(mesh_node*)));
     if (!list) return VESPIN_ERR_NO_MEMORY;
     *count = collect(inst, list, 0, true);
     *nodes = list;

@@ -60,19 +60,22 @@ int load_neighbors(mesh_node* node) {
 }
 
 // Loads stations into scratch room for every file the loader reads (it has
-// no bound of its own) and keeps the first 64: their number.
+// no bound of its own) and keeps the first 64 in *kept_count (0 when the
+// files cannot be read). Out of memory fails the reload: a report without
+// its stations would tell the gateway they left.
 template <typename Station>
-int32_t load_stations_cut(Station* kept, size_t room, int (*load)(Station*, int32_t*)) {
+int load_stations_cut(Station* kept, int32_t* kept_count, size_t room, int (*load)(Station*, int32_t*)) {
+    *kept_count = 0;
+    Station* stations = static_cast<Station*>(plat_calloc(room, sizeof(Station)));
+    if (!stations) return VESPIN_ERR_NO_MEMORY;
     int32_t count = 0;
-    Station* stations = static_cast<Station*>(calloc(room, sizeof(Station)));
-    if (stations && load(stations, &count) == 0) {
+    if (load(stations, &count) == 0) {
         if (count > MESH_NODE_STATION_MAX) count = MESH_NODE_STATION_MAX;
         memcpy(kept, stations, (size_t)count * sizeof *stations);
-    } else {
-        count = 0;
+        *kept_count = count;
     }
     free(stations);
-    return count;
+    return 0;
 }
 
 }  // namespace
@@ -130,8 +133,11 @@ int mesh_node_reload(mesh_node* node) {
     node->cpu = info.cpu;
     node->mem_total = (int64_t)info.mem_total;
     node->mem_used = (int64_t)info.mem_used;
-    node->station_count = load_stations_cut(node->stations, 2 * VESPIN_STA_FILE_MAX, vespin_sta_load);
-    node->guest_station_count = load_stations_cut(node->guest_stations, 8 * VESPIN_STA_FILE_MAX, vespin_guest_sta_load);
+    if ((code = load_stations_cut(node->stations, &node->station_count, 2 * VESPIN_STA_FILE_MAX, vespin_sta_load)) != 0)
+        return code;
+    if ((code = load_stations_cut(node->guest_stations, &node->guest_station_count, 8 * VESPIN_STA_FILE_MAX,
+                                  vespin_guest_sta_load)) != 0)
+        return code;
     node->uptime = vespin_get_uptime();
     return 0;
 }

@@ -2,13 +2,14 @@
 // loader; on failure freed and the negated code returned in its place.
 #pragma once
 
+#include "platform/platform.h"
 #include "result_codes.h"
 
 #include <stdlib.h>
 
 template <typename Record, typename Fill>
 Record* mesh_record_new(Fill fill) {
-    Record* record = static_cast<Record*>(calloc(1, sizeof(Record)));
+    Record* record = static_cast<Record*>(plat_calloc(1, sizeof(Record)));
     if (!record) return VESPIN_ERROR_PTR(Record*, VESPIN_ERR_NO_MEMORY);
     int code = fill(record);
     if (code != 0) {

@@ -115,7 +115,7 @@ int read_answer(const Buffer* answer, remote_firmware** list, int* count) {
         if (i == capacity) {
             size_t grown = capacity ? capacity * 2 : 4;
             if (grown > total) grown = total;
-            auto* bigger = static_cast<remote_firmware*>(realloc(records, grown * sizeof *records));
+            auto* bigger = static_cast<remote_firmware*>(plat_realloc(records, grown * sizeof *records));
             if (!bigger) {
                 free_records(records, i);
                 return VESPIN_ERR_NO_MEMORY;

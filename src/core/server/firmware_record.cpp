@@ -2,6 +2,7 @@
 #include "server.h"
 
 #include "core/log.h"
+#include "platform/platform.h"
 #include "core/server/service_json.h"
 #include "core/text.h"
 
@@ -58,7 +59,7 @@ int remote_firmware_load_from_json_object(remote_firmware* firmware, json_object
 
     if ((value = member(object, "changelog", json_type_string))) {
         // The text may hold NUL bytes ("\u0000"): it is kept up to the first.
-        char* changelog = strdup(json_object_get_string(value));
+        char* changelog = plat_strdup(json_object_get_string(value));
         if (!changelog) return VESPIN_ERR_FAILURE;
         firmware->changelog = changelog;
     }

@@ -202,7 +202,7 @@ int rtk_get_lan_device_info(int32_t* count_out, lan_device_info* records, uint8_
 
 int mesh_device_list(lan_device_info** list_out, int32_t* count_out, uint8_t probe_wired) {
     if (!list_out || !count_out) return VESPIN_ERR_FAILURE;
-    lan_device_info* list = (lan_device_info*)calloc(LAN_DEVICE_MAX, sizeof *list);
+    lan_device_info* list = (lan_device_info*)plat_calloc(LAN_DEVICE_MAX, sizeof *list);
     if (!list) {
         VLOG_ERROR("mesh_device_list malloc failed!");
         return VESPIN_ERR_NO_MEMORY;

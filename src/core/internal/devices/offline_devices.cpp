@@ -40,10 +40,14 @@ uint64_t positional_number(uci_context* ctx, int n, const char* option) {
 int vespin_get_offline_device(offline_device_list* list) {
     if (!list) return VESPIN_ERR_FAILURE;
     plat_system(kUpdateDevices);
-    offline_device_info* devices = (offline_device_info*)calloc(OFFLINE_DEVICE_MAX, sizeof *devices);
+    offline_device_info* devices = (offline_device_info*)plat_calloc(OFFLINE_DEVICE_MAX, sizeof *devices);
     if (!devices) return VESPIN_ERR_FAILURE;
     uint32_t count = 0;
     uci_ref uci;
+    if (!uci.ok()) {  // an empty list would say every device is online
+        free(devices);
+        return VESPIN_ERR_FAILURE;
+    }
     std::string online;
     for (int n = 0; uci.ok() && n < kSectionMax && count < OFFLINE_DEVICE_MAX &&
                     positional_option(uci.get(), n, "online", &online);

@@ -33,12 +33,12 @@ void free_key(void* key, void*) { free(key); }
 int add_name(vendor_table* table, const char* name) {
     if (table->count == table->capacity) {
         int capacity = table->capacity ? table->capacity * 2 : 8;
-        char** names = (char**)realloc(table->names, (size_t)capacity * sizeof *names);
+        char** names = (char**)plat_realloc(table->names, (size_t)capacity * sizeof *names);
         if (!names) exit(-1);
         table->names = names;
         table->capacity = capacity;
     }
-    char* copy = strdup(name);
+    char* copy = plat_strdup(name);
     if (!copy) exit(-1);
     table->names[table->count] = copy;
     return table->count++;
@@ -66,7 +66,7 @@ void vendor_table_fill(vendor_table* table, FILE* file) {
         const char* name = length > kNameOffset ? line + kNameOffset : "";
         int index = previous >= 0 && strcmp(table->names[previous], name) == 0 ? previous : add_name(table, name);
         previous = index;
-        char* key = (char*)malloc(7);
+        char* key = (char*)plat_malloc(7);
         if (!key) exit(-1);
         const char digits[6] = {line[0], line[1], line[3], line[4], line[6], line[7]};
         memcpy(key, digits, 6);
