@@ -109,6 +109,7 @@ class tool {
     std::string read_input() const;
     // The package the arguments name, or every package: OK or ERR_IO.
     int packages_named(const std::vector<std::string>& args, std::vector<std::string>* names) const;
+    int each_loaded(const std::vector<std::string>& names, const std::function<int(package*)>& body);
     void show_section(const package& p, const section& s, const std::string& shown_name) const;
     void show_option(const std::string& prefix, const vuci::option& o) const;
     std::string join_list(const vuci::option& o, bool quote_all) const;
@@ -240,18 +241,26 @@ int tool::packages_named(const std::vector<std::string>& args, std::vector<std::
     return OK;
 }
 
-// Without a package, every package is committed; a broken one is reported and skipped.
-int tool::commit(const std::vector<std::string>& args) {
-    if (opt_.no_commit) return 0;
+// Loads each named package and hands it to body; a package that cannot be
+// loaded, or whose body fails, is reported and the next one taken. The
+// status of the last failure, 0 when none.
+int tool::each_loaded(const std::vector<std::string>& names, const std::function<int(package*)>& body) {
     int status = 0;
-    std::vector<std::string> names;
-    if (int err = packages_named(args, &names)) return fail(err);
     for (const std::string& name : names) {
         package* p = nullptr;
         int err = load(name, &p);
-        if (!err) err = ctx_.commit(p, false);
+        if (!err) err = body(p);
         if (err) status = fail(err);
     }
+    return status;
+}
+
+// Without a package, every package is committed; a broken one is reported and skipped.
+int tool::commit(const std::vector<std::string>& args) {
+    if (opt_.no_commit) return 0;
+    std::vector<std::string> names;
+    if (int err = packages_named(args, &names)) return fail(err);
+    int status = each_loaded(names, [&](package* p) { return ctx_.commit(p, false); });
     return args.empty() ? 0 : status;
 }
 
@@ -273,23 +282,17 @@ int tool::revert(const std::vector<std::string>& args) {
 int tool::changes(const std::vector<std::string>& args) {
     std::vector<std::string> names;
     if (int err = packages_named(args, &names)) return fail(err);
-    int status = 0;
-    for (const std::string& name : names) {
-        package* p = nullptr;
-        int err = load(name, &p);
-        if (err) {
-            status = fail(err);
-            continue;
-        }
-        for (const vuci::change& c : ctx_.saved_changes(name)) {
-            std::string line = (c.kind == change_kind::remove ? "-" : "") + name + "." + c.section;
+    int status = each_loaded(names, [&](package* p) {
+        for (const vuci::change& c : ctx_.saved_changes(p->name)) {
+            std::string line = (c.kind == change_kind::remove ? "-" : "") + p->name + "." + c.section;
             if (!c.option.empty()) line += "." + c.option;
             if (c.kind == change_kind::list_add) line += "+";
             if (c.kind == change_kind::list_del) line += "-";
             if (c.kind != change_kind::remove) line += "=" + quote_value(c.value);
             printf("%s\n", line.c_str());
         }
-    }
+        return 0;
+    });
     return args.empty() ? 0 : status;
 }
 
@@ -326,37 +329,25 @@ int tool::show(const std::vector<std::string>& args) {
     } else if (int err = ctx_.list_packages(&names)) {
         return fail(err);
     }
-    for (const std::string& name : names) {
-        package* p = nullptr;
-        int err = load(name, &p);
-        if (err) {
-            fail(err);  // a broken package is reported and skipped
-            continue;
-        }
-        std::map<std::string, int> seen;  // sections of each type so far
+    each_loaded(names, [&](package* p) {  // a broken package is reported and skipped
+        std::map<std::string, int> seen;   // sections of each type so far
         for (const auto& s : p->sections) {
             int index = seen[s->type]++;
             bool by_index = s->anonymous && !opt_.show_names;
             show_section(*p, *s, by_index ? "@" + s->type + "[" + std::to_string(index) + "]" : s->name);
         }
-    }
+        return 0;
+    });
     return 0;
 }
 
 int tool::export_packages(const std::vector<std::string>& args) {
-    int status = 0;
     std::vector<std::string> names;
     if (int err = packages_named(args, &names)) return fail(err);
-    for (const std::string& name : names) {
-        package* p = nullptr;
-        int err = load(name, &p);
-        if (err) {
-            status = fail(err);
-            continue;
-        }
+    return each_loaded(names, [&](package* p) {
         fputs(write_package(*p, true, opt_.export_names).c_str(), stdout);
-    }
-    return status;
+        return 0;
+    });
 }
 
 std::string read_all(FILE* in) {

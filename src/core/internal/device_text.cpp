@@ -18,12 +18,8 @@ bool all_of(const char* text, bool (*allowed)(unsigned char)) {
 
 }  // namespace
 
-bool is_mac_text(const char* text) {
-    return text && strlen(text) == 12 && all_of(text, [](unsigned char c) { return isxdigit(c) != 0; });
-}
-
 bool mac_text_to_bytes(const char* text, unsigned char mac[6]) {
-    if (!is_mac_text(text)) return false;
+    if (!is_device_mac_text(text)) return false;
     for (int i = 0; i < 6; i++) {
         char pair[3] = {text[2 * i], text[2 * i + 1], 0};
         mac[i] = (unsigned char)strtoul(pair, nullptr, 16);

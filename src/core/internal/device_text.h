@@ -2,11 +2,11 @@
 // settings and commands.
 #pragma once
 
+#include "core/device_mac.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
-// Exactly 12 hexadecimal digits (either case).
-bool is_mac_text(const char* text);
 // The 6 bytes of a 12-digit MAC text; false when it is not one.
 bool mac_text_to_bytes(const char* text, unsigned char mac[6]);
 // Non-empty and only letters, digits and '_': a UCI section name that cannot

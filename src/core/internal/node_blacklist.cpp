@@ -58,7 +58,7 @@ int node_blacklist_add(const node_blacklist* node) {
     memset(&entry, 0, sizeof entry);
     copy_text(entry.sn, sizeof entry.sn, node->sn);
     copy_text(entry.mac, sizeof entry.mac, node->mac);
-    if (entry.mac[0] && !is_mac_text(entry.mac)) return VESPIN_ERR_INVALID_PARAM;
+    if (entry.mac[0] && !is_device_mac_text(entry.mac)) return VESPIN_ERR_INVALID_PARAM;
     node_blacklist* list = nullptr;
     int32_t count = 0;
     int rv = read_all(&list, &count);

@@ -38,7 +38,7 @@ int read_number(uci_context* ctx, const std::string& path, int32_t* out) {
 extern "C" {
 
 int mesh_device_speed_limit_set(const char* mac, int32_t up, int32_t down, uint32_t enabled) {
-    if (!is_mac_text(mac)) return VESPIN_ERR_FAILURE;
+    if (!is_device_mac_text(mac)) return VESPIN_ERR_FAILURE;
     if (up < 0 || down < 0) return VESPIN_ERR_INVALID_PARAM;
     uci_ref ref;
     if (!ref.ok()) return VESPIN_ERR_FAILURE;
@@ -53,7 +53,7 @@ int mesh_device_speed_limit_set(const char* mac, int32_t up, int32_t down, uint3
 }
 
 int mesh_device_speed_limit_get(const char* mac, int32_t* up, int32_t* down, uint32_t* enabled) {
-    if (!is_mac_text(mac) || !up || !down || !enabled) return VESPIN_ERR_FAILURE;
+    if (!is_device_mac_text(mac) || !up || !down || !enabled) return VESPIN_ERR_FAILURE;
     uci_ref ref;
     if (!ref.ok()) return VESPIN_ERR_FAILURE;
     std::string s = section(mac), on;
@@ -68,7 +68,7 @@ int mesh_device_speed_limit_get(const char* mac, int32_t* up, int32_t* down, uin
 }
 
 int mesh_device_speed_limit_delete(const char* mac) {
-    if (!is_mac_text(mac)) return VESPIN_ERR_FAILURE;
+    if (!is_device_mac_text(mac)) return VESPIN_ERR_FAILURE;
     uci_ref ref;
     if (!ref.ok()) return VESPIN_ERR_FAILURE;
     std::string s = section(mac), type;
@@ -94,7 +94,7 @@ int device_speed_limit_restart(void) {
         read_number(ref.get(), std::string(path) + ".down", &down);
         uci_ctx_get_text(ref.get(), (std::string(path) + ".enabled").c_str(), &on);
         uci_ctx_get_text(ref.get(), (std::string(path) + ".mac").c_str(), &name);
-        if (vespin_uci_value_is_true(on.c_str()) && is_mac_text(name.c_str())) apply(name.c_str(), true, up, down);
+        if (vespin_uci_value_is_true(on.c_str()) && is_device_mac_text(name.c_str())) apply(name.c_str(), true, up, down);
     }
     return 0;
 }

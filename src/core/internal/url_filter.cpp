@@ -67,7 +67,7 @@ int checked_host(const char* host, char out[URL_FILTER_HOST_SIZE]) {
 }
 
 int checked_mac(const char* mac) {
-    if (is_mac_text(mac)) return 0;
+    if (is_device_mac_text(mac)) return 0;
     VLOG_INFO("Invalid MAC address");
     return VESPIN_ERR_FAILURE;
 }
@@ -208,7 +208,7 @@ int URL_filter_restart(void) {
         snprintf(path, sizeof path, "urlfilters.@sta[%d].host", index);
         std::vector<std::string> hosts = device_hosts(owner.get(), path);
         if (vespin_uci_value_is_true(enabled.c_str())) {
-            if (is_mac_text(mac.c_str())) send_hosts(URL_FILTER_OP_ADD, mac.c_str(), hosts);
+            if (is_device_mac_text(mac.c_str())) send_hosts(URL_FILTER_OP_ADD, mac.c_str(), hosts);
         } else if (hosts.empty()) {
             snprintf(path, sizeof path, "urlfilters.@sta[%d]", index);
             if (vespin_uci_ctx_cmd(owner.get(), kUciDelete, path) == 0) {
