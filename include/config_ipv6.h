@@ -163,6 +163,8 @@ VESPIN_API int ipv6_wan_netcfg_from_json(ipv6_wan_netcfg *config, json_object *j
 /* ---- JSON out: new objects owned by the caller, NULL for NULL --------- */
 VESPIN_API json_object *ipv6_addr_to_json(const ipv6_addr *addr);     /* {} when invalid */
 VESPIN_API json_object *ipv6_addrs_to_json(const ipv6_addrs *addrs); /* valid ones only */
+/* DNS array: the valid servers, possibly none (the form of "dns" below). */
+VESPIN_API json_object *ipv6_netdns_to_json(const ipv6_addrs *dns);
 VESPIN_API json_object *ipv6_netinfo_to_json(const ipv6_netinfo *info);
 VESPIN_API json_object *ipv6_auto_netcfg_to_json(const ipv6_auto_netcfg *config);
 VESPIN_API json_object *ipv6_static_netcfg_to_json(const ipv6_static_netcfg *config);

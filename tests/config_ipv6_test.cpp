@@ -113,6 +113,7 @@ TEST(Ipv6Json, InputRulesAndGoldenOutput) {
     EXPECT_EQ(VESPIN_ERR_INVALID_JSON, ipv6_addrs_from_json(&addrs, invalid.get()));
     EXPECT_EQ(0, ipv6_netdns_from_json(&addrs, invalid.get()));
     EXPECT_EQ(0, addrs.count);
+    EXPECT_EQ("[]", text(ipv6_netdns_to_json(&addrs))) << "a DNS list may be empty";
     ipv6_addr one;
     json_ref wrong(json_tokener_parse("{\"ip\":\"::1\",\"prefix_length\":\"64\"}"));
     EXPECT_EQ(VESPIN_ERR_INVALID_PARAM, ipv6_addr_from_json(&one, wrong.get()));

@@ -171,20 +171,22 @@ json_object* ipv6_addrs_to_json(const ipv6_addrs* addrs) {
     return json;
 }
 
+json_object* ipv6_netdns_to_json(const ipv6_addrs* dns) { return ipv6_addrs_to_json(dns); }
+
 json_object* ipv6_netinfo_to_json(const ipv6_netinfo* info) {
     if (info == nullptr) return nullptr;
     json_object* json = json_object_new_object();
     json_object_object_add(json, "family", json_object_new_string("ipv6"));
     json_object_object_add(json, "address", ipv6_addrs_to_json(&info->address));
     json_object_object_add(json, "gateway", ipv6_addr_to_json(&info->gateway));
-    json_object_object_add(json, "dns", ipv6_addrs_to_json(&info->dns));
+    json_object_object_add(json, "dns", ipv6_netdns_to_json(&info->dns));
     return json;
 }
 
 json_object* ipv6_auto_netcfg_to_json(const ipv6_auto_netcfg* config) {
     if (config == nullptr) return nullptr;
     json_object* json = json_object_new_object();
-    json_object_object_add(json, "dns", ipv6_addrs_to_json(&config->dns));
+    json_object_object_add(json, "dns", ipv6_netdns_to_json(&config->dns));
     return json;
 }
 
@@ -204,7 +206,7 @@ json_object* ipv6_pppoe_netcfg_to_json(const ipv6_pppoe_netcfg* config) {
     json_object_object_add(json, "share_ipv4_credentials", json_object_new_boolean(config->share_ipv4_credentials));
     json_object_object_add(json, "account", json_object_new_string(account));
     json_object_object_add(json, "password", json_object_new_string(password));
-    json_object_object_add(json, "dns", ipv6_addrs_to_json(&config->dns));
+    json_object_object_add(json, "dns", ipv6_netdns_to_json(&config->dns));
     return json;
 }
 
